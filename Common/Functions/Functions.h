@@ -1,0 +1,8 @@
+#pragma once
+
+// Umbrella header: a host includes only this.
+
+#include "FunctionsDef.h"
+
+#include "EdgeTools.h"
+#include "RoiShapes.h"

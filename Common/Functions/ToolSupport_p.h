@@ -1,0 +1,113 @@
+#pragma once
+
+// Helpers shared by the measurement tools; internal to the library (not installed).
+
+#include "FunctionsDef.h"
+
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <cstdint>
+#include <vector>
+
+namespace tool_support {
+
+/// Largest straightened size: OpenCV's warps and remaps refuse outputs of 32767 or more.
+constexpr float kMaxStraightenedSide = 32767.0f;
+
+/// True for a rectangle that can be straightened: both sides at least 1 and below the
+/// warp limit. NaN sides fail the comparisons and are refused too.
+inline bool isStraightenableSize(float width, float height)
+{
+    return width >= 1.0f && height >= 1.0f && width < kMaxStraightenedSide && height < kMaxStraightenedSide;
+}
+
+/// True for a rotated rectangle a tool can straighten: straightenable sides and finite
+/// corners (a NaN or infinite centre or angle, or a centre too far out for single
+/// precision, is refused).
+bool isUsableRotateRect(RotateRectROI& roi);
+
+/// True for images a tool can read: non-empty, 8-bit, with 1, 3 or 4 channels.
+bool isReadableImage(const cv::Mat& image);
+
+/// Warps the rotated rectangle into an upright image of (int)width x (int)height: the
+/// corners go to (0,0), (w,0), (w,h), (0,h) with the unrounded float sizes; bilinear,
+/// constant border 0.
+void straightenRotateRect(const cv::Mat& image, RotateRectROI& roi, cv::Mat& straightened);
+
+/// Converts a multi-channel image to grey in place with the red-green-blue weights
+/// (the first channel weighted as red), deliberately, as every tool does.
+void convertToGreyInPlace(cv::Mat& image);
+
+/// Column means of an 8-bit single-channel continuous image, in float.
+void columnMeans(const cv::Mat& grey, std::vector<float>& means);
+
+/// One-sided difference in scan order turned into an edge strength: d is the difference
+/// from the previous sample along the scan (the first sample in scan order gets 0);
+/// transition 0 keeps |d|, 1 keeps |d| where d < 0, any other value keeps d where d > 0.
+/// When polarities is given it receives 1 where d < 0, -1 where d > 0, 0 otherwise.
+template <typename T>
+void oneSidedStrength(const std::vector<float>& profile, bool forward, EdgeTransition transition,
+                      std::vector<T>& strength, std::vector<int>* polarities = nullptr)
+{
+    const int n = static_cast<int>(profile.size());
+    strength.assign(n, T(0));
+    if (polarities)
+        polarities->assign(n, 0);
+    for (int k = 1; k < n; ++k) {
+        const int i = forward ? k : n - 1 - k;
+        const int previous = forward ? i - 1 : i + 1;
+        const float d = profile[i] - profile[previous];
+        float s;
+        if (transition == BothTransitions)
+            s = std::abs(d);
+        else if (transition == LightToDark)
+            s = d < 0 ? std::abs(d) : 0.0f;
+        else
+            s = d > 0 ? d : 0.0f;
+        strength[i] = static_cast<T>(s);
+        if (polarities)
+            (*polarities)[i] = d < 0 ? 1 : (d > 0 ? -1 : 0);
+    }
+}
+
+/// Sets every value strictly below minimum to 0.
+template <typename T>
+void clearBelow(std::vector<T>& values, int minimum)
+{
+    for (T& v : values)
+        if (v < minimum)
+            v = T(0);
+}
+
+/// Centred moving average of the given width, truncated at both ends and divided by the
+/// number of values present. Running sums in float. Widths below 2 change nothing.
+template <typename T>
+void centredMovingAverage(std::vector<T>& values, int width)
+{
+    if (width < 2)
+        return;
+    const int64_t n = static_cast<int64_t>(values.size());
+    std::vector<float> sums(values.size() + 1, 0.0f);
+    for (int64_t k = 0; k < n; ++k)
+        sums[k + 1] = static_cast<float>(sums[k] + values[k]);
+    const int64_t half = width / 2;
+    for (int64_t i = 0; i < n; ++i) {
+        const int64_t lo = std::max<int64_t>(0, i - half);
+        const int64_t hi = std::min<int64_t>(n - 1, i - half + width - 1);
+        values[i] = static_cast<T>((sums[hi + 1] - sums[lo]) / static_cast<float>(hi - lo + 1));
+    }
+}
+
+/// Largest value, never below 0.
+template <typename T>
+T largestNonNegative(const std::vector<T>& values)
+{
+    T top = T(0);
+    for (T v : values)
+        if (v > top)
+            top = v;
+    return top;
+}
+
+} // namespace tool_support

@@ -1,0 +1,75 @@
+#pragma once
+
+// The demo: a registry of steps, each running one tool family on the built-in scene and
+// reporting measured values against the scene's truth.
+
+#include "DemoScene.h"
+
+#include <opencv2/core.hpp>
+
+#include <string>
+#include <vector>
+
+namespace demo {
+
+/// One line of the results table.
+struct Measurement {
+    std::string tool;
+    std::string quantity;
+    double truth = 0;
+    double measured = 0;
+    double tolerance = 0; // the measurement passes when |measured - truth| <= tolerance
+    bool found = false;   // false when the tool reported failure
+
+    double error() const { return measured - truth; }
+    bool passed() const;
+};
+
+class Context {
+public:
+    Context(SceneImage scene, std::string outDir);
+
+    const cv::Mat& image() const { return scene_.grey; }
+    const SceneTruth& truth() const { return scene_.truth; }
+
+    /// Adds a row to the results table.
+    void report(const std::string& tool, const std::string& quantity, double truth, double measured,
+                double tolerance, bool found = true);
+    /// A colour copy of the scene to draw a step's annotations on.
+    cv::Mat annotationCanvas() const;
+    /// Writes a step's annotated picture as <outDir>/<name>.png; returns false on failure.
+    bool savePicture(const std::string& name, const cv::Mat& picture);
+    /// The overview picture every step may draw its ROIs and results onto.
+    cv::Mat& overview() { return overview_; }
+
+    const std::vector<Measurement>& measurements() const { return rows_; }
+    const std::string& outDir() const { return outDir_; }
+
+private:
+    SceneImage scene_;
+    std::string outDir_;
+    cv::Mat overview_;
+    std::vector<Measurement> rows_;
+};
+
+using StepFunction = void (*)(Context&);
+
+/// Registers a step at static initialisation; steps run in ascending order, then name.
+struct StepRegistration {
+    StepRegistration(int order, const char* name, StepFunction run);
+};
+
+/// Renders the scene, runs every registered step, prints the table to stdout and writes
+/// the pictures into outDir. Returns 0 when every measurement is within its tolerance,
+/// 1 when one is not, 2 when outDir cannot be written.
+int runDemo(const std::string& outDir);
+
+// Drawing helpers shared by the steps (BGR colours).
+void drawPolygon(cv::Mat& canvas, const std::vector<cv::Point2d>& corners, const cv::Scalar& colour);
+void drawCross(cv::Mat& canvas, cv::Point2d p, const cv::Scalar& colour, int size = 6);
+
+const cv::Scalar kRoiColour(255, 200, 0);
+const cv::Scalar kFoundColour(0, 0, 255);
+const cv::Scalar kTruthColour(0, 200, 0);
+
+} // namespace demo
