@@ -177,7 +177,7 @@ FUNCTIONS_EXPORT void connectedMoments(cv::Mat& labels, int label, double& m00, 
 /// (8-neighbour rule; each sub-pass decides on a snapshot). Stops early when a round
 /// removes nothing. Border rows and columns are never changed; removed pixels become 0,
 /// others keep their value. dst may be src itself. A src that is not 8-bit single-channel
-/// leaves dst untouched.
+/// leaves dst untouched; an empty src gives an empty dst.
 FUNCTIONS_EXPORT void cvThin(cv::Mat src, cv::Mat& dst, int iterations);
 
 /// Thin lines of a grey image: Gaussian smoothing (ksize, sigmaX, sigmaY), Gaussian-weighted
