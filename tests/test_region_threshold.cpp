@@ -145,6 +145,22 @@ TEST(ThresholdMinMax, RefusesUnusableInputWithAnEmptyOutput)
 
 TEST(DynThreshold, MatchesThePlainRuleForEveryTypeAndOffset)
 {
+    // Every pair of grey and reference values, at the offsets where the 8-bit range ends.
+    cv::Mat grey(256, 256, CV_8UC1), level(256, 256, CV_8UC1);
+    for (int y = 0; y < 256; ++y)
+        for (int x = 0; x < 256; ++x) {
+            grey.at<uchar>(y, x) = static_cast<uchar>(x);
+            level.at<uchar>(y, x) = static_cast<uchar>(y);
+        }
+    for (int offset : {-257, -256, -255, -254, -1, 0, 1, 2, 254, 255, 256, 257, INT_MIN, INT_MAX})
+        for (int type = 0; type <= 3; ++type) {
+            cv::Mat expected = cv::Mat::zeros(grey.size(), CV_8UC1);
+            reference::dynThresholdRows(grey, level, expected, offset, type, 0, 256);
+            cv::Mat dst;
+            dyn_threshold(grey, level, dst, offset, static_cast<ThresholdType>(type));
+            ASSERT_TRUE(sameImage(dst, expected)) << "type " << type << " offset " << offset;
+        }
+
     cv::RNG rng(61);
     const int offsets[] = {0, 1, -1, 5, -7, 200, 255, 256, -255, -256, 1000, -1000, INT_MAX, INT_MIN};
     for (int round = 0; round < 40; ++round) {

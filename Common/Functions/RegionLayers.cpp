@@ -109,16 +109,6 @@ RegionSet findRegions(const cv::Mat& image)
     return regions;
 }
 
-ContourLayer makeContourLayer(const Contours& contours, const LayerIndexes& layer)
-{
-    ContourLayer result;
-    result.outerIndex = layer.outerIndex;
-    result.outerIndexes = layer.outerIndexes;
-    result.holeIndexes = layer.holeIndexes;
-    result.contours = contours;
-    return result;
-}
-
 double layerArea(const Contours& contours, const LayerIndexes& layer)
 {
     double area = 0;
@@ -178,7 +168,7 @@ void groupingContours(const std::vector<std::vector<cv::Point>>& contours, const
 {
     layers.clear();
     for (const LayerIndexes& layer : groupHierarchy(hierarchy))
-        layers.append(makeContourLayer(contours, layer));
+        appendContourLayer(layers, contours, layer);
 }
 
 void getLayerMat_CCOMP(const ContourLayer& layer, cv::Mat& image)

@@ -209,7 +209,7 @@ QList<ContourLayer> select_shape(cv::Mat image, cv::Mat& selected, QVector<Selec
     selected = paintLayers(found.contours, kept, image.size());
     result.reserve(kept.size());
     for (const LayerIndexes& layer : kept)
-        result.append(makeContourLayer(found.contours, layer));
+        appendContourLayer(result, found.contours, layer);
     return result;
 }
 

@@ -64,8 +64,14 @@ struct RegionSet {
 };
 RegionSet findRegions(const cv::Mat& image);
 
-/// A public layer: the index lists with a full copy of contours.
-ContourLayer makeContourLayer(const Contours& contours, const LayerIndexes& layer);
+/// Appends a public layer: the index lists with a full copy of contours. The copy is made
+/// in place, since copying a layer copies its whole contour list.
+template <typename LayerList>
+void appendContourLayer(LayerList& layers, const Contours& contours, const LayerIndexes& layer)
+{
+    layers.append(ContourLayer{layer.outerIndex, layer.outerIndexes, layer.holeIndexes, {}});
+    layers.last().contours = contours;
+}
 
 // The following trust the indexes (see indexesFit).
 

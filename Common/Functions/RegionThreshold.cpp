@@ -2,6 +2,7 @@
 
 #include "RegionSupport_p.h"
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -23,31 +24,73 @@ bool isComparison(ThresholdType type)
 // ---------------------------------------------------------------------------------------
 
 // Grey values differ by at most 255, so offsets beyond +-256 decide every comparison the
-// same way as +-256 do; clamping keeps the sums in 16 bits, which the compiler vectorises.
+// same way as +-256 do.
 constexpr int kOffsetLimit = 256;
 
-template <typename Rule>
-void compareRange(const uchar* src, const uchar* ref, uchar* dst, size_t begin, size_t end, Rule rule)
+#if CV_SIMD
+// g >= r + k and g <= r + k for |k| <= 256 on 8-bit lanes. The sums saturate, so where
+// r + k leaves 0..255 the answer is decided by r alone.
+cv::v_uint8 atLeast(const cv::v_uint8& g, const cv::v_uint8& r, int k)
 {
-    for (size_t i = begin; i < end; ++i)
-        dst[i] = rule(static_cast<int16_t>(src[i]), static_cast<int16_t>(ref[i])) ? 255 : 0;
+    if (k <= 0)
+        return g >= r - cv::vx_setall_u8(static_cast<uchar>(std::min(-k, 255)));
+    if (k > 255)
+        return cv::vx_setzero_u8();
+    return (g >= r + cv::vx_setall_u8(static_cast<uchar>(k))) & (r <= cv::vx_setall_u8(static_cast<uchar>(255 - k)));
 }
 
-void compareRange(ThresholdType type, int16_t t, const uchar* src, const uchar* ref, uchar* dst, size_t begin,
+cv::v_uint8 atMost(const cv::v_uint8& g, const cv::v_uint8& r, int k)
+{
+    if (k >= 0)
+        return g <= r + cv::vx_setall_u8(static_cast<uchar>(std::min(k, 255)));
+    if (k < -255)
+        return cv::vx_setzero_u8();
+    return (g <= r - cv::vx_setall_u8(static_cast<uchar>(-k))) & (r >= cv::vx_setall_u8(static_cast<uchar>(-k)));
+}
+#endif
+
+// The comparison of every pixel in [begin, end): whole vectors first, the rest one by one.
+template <typename VectorRule, typename PixelRule>
+void compareRange(const uchar* src, const uchar* ref, uchar* dst, size_t begin, size_t end, VectorRule vectorRule,
+                  PixelRule pixelRule)
+{
+    size_t i = begin;
+#if CV_SIMD
+    for (; i + cv::v_uint8::nlanes <= end; i += cv::v_uint8::nlanes)
+        cv::v_store(dst + i, vectorRule(cv::vx_load(src + i), cv::vx_load(ref + i)));
+#else
+    (void)vectorRule;
+#endif
+    for (; i < end; ++i)
+        dst[i] = pixelRule(src[i], ref[i]) ? 255 : 0;
+}
+
+void compareRange(ThresholdType type, int t, const uchar* src, const uchar* ref, uchar* dst, size_t begin,
                   size_t end)
 {
+    // The vector rules are written with the offset as a bound on g: Dark is g <= r - t.
     switch (type) {
     case Light:
-        compareRange(src, ref, dst, begin, end, [t](int16_t g, int16_t r) { return g >= r + t; });
+        compareRange(
+            src, ref, dst, begin, end, [t](const auto& g, const auto& r) { return atLeast(g, r, t); },
+            [t](int g, int r) { return g >= r + t; });
         break;
     case Dark:
-        compareRange(src, ref, dst, begin, end, [t](int16_t g, int16_t r) { return g <= r - t; });
+        compareRange(
+            src, ref, dst, begin, end, [t](const auto& g, const auto& r) { return atMost(g, r, -t); },
+            [t](int g, int r) { return g <= r - t; });
         break;
     case Equal:
-        compareRange(src, ref, dst, begin, end, [t](int16_t g, int16_t r) { return r - t <= g && g <= r + t; });
+        compareRange(
+            src, ref, dst, begin, end,
+            [t](const auto& g, const auto& r) { return atLeast(g, r, -t) & atMost(g, r, t); },
+            [t](int g, int r) { return r - t <= g && g <= r + t; });
         break;
     case NotEqual:
-        compareRange(src, ref, dst, begin, end, [t](int16_t g, int16_t r) { return g < r - t || g > r + t; });
+        compareRange(
+            src, ref, dst, begin, end,
+            [t](const auto& g, const auto& r) { return ~(atLeast(g, r, -t) & atMost(g, r, t)); },
+            [t](int g, int r) { return g < r - t || g > r + t; });
         break;
     }
 }
@@ -227,11 +270,14 @@ void dyn_threshold(cv::Mat src, cv::Mat ref, cv::Mat& dst, int offset, Threshold
         src = src.clone();
     if (!ref.isContinuous())
         ref = ref.clone();
-    dst = cv::Mat::zeros(src.size(), CV_8UC1);
-    if (!isComparison(type))
+    if (!isComparison(type)) {
+        dst = cv::Mat::zeros(src.size(), CV_8UC1);
         return;
+    }
+    // Every pixel is written below, so the output needs no clearing first.
+    dst.create(src.size(), CV_8UC1);
 
-    const int16_t t = static_cast<int16_t>(std::clamp(offset, -kOffsetLimit, kOffsetLimit));
+    const int t = std::clamp(offset, -kOffsetLimit, kOffsetLimit);
     // The linear range in units of whole pixels, grouped only when it exceeds an int.
     const size_t total = src.total();
     const size_t unit = total / INT_MAX + 1;
