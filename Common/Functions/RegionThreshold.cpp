@@ -100,9 +100,8 @@ void compareRange(ThresholdType type, int t, const uchar* src, const uchar* ref,
 //
 // The statistics are defined by a direct pass over the window: a float sum of the values in
 // row order, the mean as that sum over the count in float, and the deviation as the root of
-// the double sum of (v - mean)^2 over the count, narrowed to float. Window sums from
-// integral images reproduce them exactly where it can be proven and fall back to the
-// direct pass elsewhere:
+// the double sum of (v - mean)^2 over the count, narrowed to float. Exact integer window
+// sums reproduce them where it can be proven, and the direct pass runs elsewhere:
 //  - a float sum of integers is exact while it stays within 2^24, whatever the order;
 //  - with exact integer sums S1 and S2 and the float mean m,
 //      n * sum (v - m)^2 = (n * S2 - S1^2) + (n * m - S1)^2,
@@ -111,8 +110,8 @@ void compareRange(ThresholdType type, int t, const uchar* src, const uchar* ref,
 //    within both error bounds is the same float, that float is the direct pass's deviation.
 // ---------------------------------------------------------------------------------------
 
-constexpr double kExactFloatSumLimit = 16777216.0; // 2^24
-constexpr int kExactProductCount = 1 << 29;          // n * m stays within 53 bits
+constexpr int64_t kExactFloatSum = int64_t(1) << 24;
+constexpr int64_t kExactProductCount = int64_t(1) << 29; // n * m stays within 53 bits
 
 struct WindowStatistics {
     float mean = 0;
@@ -162,18 +161,18 @@ WindowStatistics directStatistics(const cv::Mat& src, const cv::Mat& mask, const
 
 // The statistics from exact window sums, or false when rounding could make them differ
 // from the direct pass.
-bool statisticsFromSums(int count, double sum, double sumOfSquares, WindowStatistics& stats)
+bool statisticsFromSums(int64_t count, int64_t sum, int64_t sumOfSquares, WindowStatistics& stats)
 {
-    if (sum > kExactFloatSumLimit || count > kExactProductCount)
+    if (sum > kExactFloatSum || count > kExactProductCount)
         return false;
     const float mean = static_cast<float>(sum) / static_cast<float>(count);
     const uint64_t n = static_cast<uint64_t>(count);
     const uint64_t s1 = static_cast<uint64_t>(sum);
-    // n * S2 < 2^29 * 255 * 2^24 and n * S2 >= S1^2, so the difference is exact.
+    // n * S2 <= 2^29 * 255 * 2^24 and n * S2 >= S1^2, so the difference is exact.
     const uint64_t spread = n * static_cast<uint64_t>(sumOfSquares) - s1 * s1;
-    const double meanOffset = static_cast<double>(count) * static_cast<double>(mean) - sum; // exact
-    const double deviation = std::sqrt(static_cast<double>(spread) + meanOffset * meanOffset) / count;
-    const double margin = deviation * (count + 16) * 0x1p-51;
+    const double meanOffset = static_cast<double>(count) * static_cast<double>(mean) - static_cast<double>(sum);
+    const double deviation = std::sqrt(static_cast<double>(spread) + meanOffset * meanOffset) / static_cast<double>(count);
+    const double margin = deviation * static_cast<double>(count + 16) * 0x1p-51;
     const float low = static_cast<float>(deviation - margin);
     const float high = static_cast<float>(deviation + margin);
     if (low != high)
@@ -206,29 +205,75 @@ bool holds(ThresholdType type, float g, float m, float t)
     return false;
 }
 
-// Integral images of the masked values, their squares and the mask count.
-struct WindowSums {
-    cv::Mat sum, squares, count;
+// Masked window sums for one row at a time: per column, the sums over the window's rows of
+// the values inside the mask, their squares and their count, slid down as the row
+// advances; prefix sums along the row then give any window's sums at once.
+class SlidingWindowSums {
+public:
+    struct Sums {
+        int64_t count, sum, squares;
+    };
 
-    WindowSums(const cv::Mat& src, const cv::Mat& mask)
+    SlidingWindowSums(const cv::Mat& src, const cv::Mat& mask)
+        : src_(src), mask_(mask), column_(src.cols), prefix_(src.cols + 1)
     {
-        cv::Mat masked = cv::Mat::zeros(src.size(), CV_8UC1);
-        src.copyTo(masked, mask);
-        cv::integral(masked, sum, squares, CV_64F, CV_64F);
-        cv::Mat inside(src.size(), CV_8UC1, cv::Scalar(1));
-        if (!mask.empty())
-            inside.setTo(0, mask == 0);
-        cv::integral(inside, count, CV_32S);
     }
 
-    template <typename T>
-    static T boxOf(const cv::Mat& integral, const Window& w)
+    // Moves the band of window rows to [y0, y1]. Successive bands move down and overlap or
+    // touch, as the windows of successive rows do.
+    void moveTo(int y0, int y1)
     {
-        const T* top = integral.ptr<T>(w.y0);
-        const T* bottom = integral.ptr<T>(w.y1 + 1);
-        return bottom[w.x1 + 1] - bottom[w.x0] - top[w.x1 + 1] + top[w.x0];
+        if (top_ > bottom_) { // empty: all sums are 0, so the band may start anywhere
+            top_ = y0;
+            bottom_ = y0 - 1;
+        }
+        while (top_ < y0)
+            addRow(top_++, -1);
+        while (bottom_ < y1)
+            addRow(++bottom_, 1);
+        for (size_t x = 0; x < column_.size(); ++x) {
+            prefix_[x + 1].count = prefix_[x].count + column_[x].count;
+            prefix_[x + 1].sum = prefix_[x].sum + column_[x].sum;
+            prefix_[x + 1].squares = prefix_[x].squares + column_[x].squares;
+        }
     }
+
+    // The sums over columns x0..x1 of the current band.
+    Sums window(int x0, int x1) const
+    {
+        const Sums& a = prefix_[x0];
+        const Sums& b = prefix_[x1 + 1];
+        return {b.count - a.count, b.sum - a.sum, b.squares - a.squares};
+    }
+
+private:
+    void addRow(int y, int sign)
+    {
+        const uchar* s = src_.ptr<uchar>(y);
+        const uchar* m = mask_.empty() ? nullptr : mask_.ptr<uchar>(y);
+        for (size_t x = 0; x < column_.size(); ++x) {
+            const int inside = (!m || m[x]) ? sign : 0;
+            const int v = s[x];
+            column_[x].count += inside;
+            column_[x].sum += inside * v;
+            column_[x].squares += inside * v * v;
+        }
+    }
+
+    const cv::Mat& src_;
+    const cv::Mat& mask_;
+    int top_ = 1, bottom_ = 0; // empty band
+    std::vector<Sums> column_;
+    std::vector<Sums> prefix_;
 };
+
+// Sum of an integral image over an inclusive box.
+int boxSum(const cv::Mat& integral, const Window& w)
+{
+    const int* top = integral.ptr<int>(w.y0);
+    const int* bottom = integral.ptr<int>(w.y1 + 1);
+    return bottom[w.x1 + 1] - bottom[w.x0] - top[w.x1 + 1] + top[w.x0];
+}
 
 // ---------------------------------------------------------------------------------------
 // Bands
@@ -308,24 +353,24 @@ void var_threshold(cv::Mat src, cv::Mat mask, cv::Mat& dst, int maskWidth, int m
     // A window never reaches farther than the image, so larger halves change nothing.
     const int hw = std::min(halfWindow(maskWidth), cols);
     const int hh = std::min(halfWindow(maskHeight), rows);
-    const WindowSums sums(src, mask);
     cv::parallel_for_(
         cv::Range(0, rows),
         [&](const cv::Range& range) {
+            SlidingWindowSums sums(src, mask);
             for (int y = range.start; y < range.end; ++y) {
                 const uchar* g = src.ptr<uchar>(y);
                 const uchar* inside = mask.empty() ? nullptr : mask.ptr<uchar>(y);
                 uchar* out = dst.ptr<uchar>(y);
                 Window w{std::max(0, y - hh), std::min(rows - 1, y + hh), 0, 0};
+                sums.moveTo(w.y0, w.y1);
                 for (int x = 0; x < cols; ++x) {
                     if (inside && !inside[x])
                         continue;
                     w.x0 = std::max(0, x - hw);
                     w.x1 = std::min(cols - 1, x + hw);
+                    const SlidingWindowSums::Sums window = sums.window(w.x0, w.x1);
                     WindowStatistics stats;
-                    if (!statisticsFromSums(WindowSums::boxOf<int>(sums.count, w),
-                                            WindowSums::boxOf<double>(sums.sum, w),
-                                            WindowSums::boxOf<double>(sums.squares, w), stats))
+                    if (!statisticsFromSums(window.count, window.sum, window.squares, stats))
                         stats = directStatistics(src, mask, w);
                     const float t = localThreshold(stats.deviation, stdDevScale, absThreshold);
                     if (holds(type, static_cast<float>(g[x]), stats.mean, t))
@@ -373,7 +418,7 @@ void fast_threshold(cv::Mat src, cv::Mat mask, cv::Mat& dst, int minGray, int ma
                 continue;
             w.x0 = std::max(0, x - minSize);
             w.x1 = std::min(cols - 1, x + minSize);
-            if (WindowSums::boxOf<int>(seedCount, w) > 0)
+            if (boxSum(seedCount, w) > 0)
                 out[x] = 255;
         }
     }
