@@ -262,8 +262,10 @@ TEST(LineGauss, ExtractsDarkOrLightLinesAsThinLines)
 
     EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(4, 4), 1.0, 1.0, 5, 5.0, 1), cv::Exception);
     EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, 0, 5.0, 1), cv::Exception);
-    EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, INT32_MAX, 5.0, 1),
+    EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, INT32_MIN, 5.0, 1),
                  cv::Exception);
+    line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, INT32_MAX, 5.0, 1);
+    EXPECT_TRUE(dst.empty());
     EXPECT_THROW(line_gauss(cv::Mat(60, 80, CV_16UC1), cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, 5, 5.0, 1),
                  cv::Exception);
 }

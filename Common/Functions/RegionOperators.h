@@ -184,6 +184,8 @@ FUNCTIONS_EXPORT void cvThin(cv::Mat src, cv::Mat& dst, int iterations);
 /// local threshold over a block of 2 * blockHalf + 1 with constant c (DarkLines keeps pixels
 /// darker than their neighbourhood, any other type lighter ones), AND with mask when mask is
 /// not empty, then cvThin with thinIterations. Invalid sizes or types raise cv::Exception
-/// from OpenCV (an even ksize, blockHalf below 1, a src that is not 8-bit single-channel).
+/// from OpenCV (an even ksize, blockHalf below 1, a src that is not 8-bit single-channel,
+/// a mask of another size); ksize and the sigmas go to cv::GaussianBlur as they are.
+/// blockHalf above 65536 (a block wider than any image) releases dst.
 FUNCTIONS_EXPORT void line_gauss(cv::Mat src, cv::Mat mask, cv::Mat& dst, LineGaussType type, cv::Size ksize,
                                  double sigmaX, double sigmaY, int blockHalf, double c, int thinIterations);

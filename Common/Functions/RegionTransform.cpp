@@ -97,6 +97,10 @@ bool thinSubPass(cv::Mat& image, bool first)
     return removed;
 }
 
+// Larger blocks are far wider than any image and make OpenCV's filter buffers run into
+// gigabytes.
+constexpr int kMaxBlockHalf = 1 << 16;
+
 // Products in 32 bits with wrap-around, as the moments are defined, without signed overflow.
 int32_t product32(int a, int b)
 {
@@ -192,12 +196,15 @@ void cvThin(cv::Mat src, cv::Mat& dst, int iterations)
 void line_gauss(cv::Mat src, cv::Mat mask, cv::Mat& dst, LineGaussType type, cv::Size ksize, double sigmaX,
                 double sigmaY, int blockHalf, double c, int thinIterations)
 {
+    if (blockHalf > kMaxBlockHalf) {
+        dst.release();
+        return;
+    }
     cv::Mat blurred, binary;
     cv::GaussianBlur(src, blurred, ksize, sigmaX, sigmaY, cv::BORDER_DEFAULT);
     const int thresholdType = type == DarkLines ? cv::THRESH_BINARY_INV : cv::THRESH_BINARY;
-    // 2 * blockHalf + 1 in 64 bits; a block beyond int reaches OpenCV as an invalid size.
-    const int64_t block = 2 * static_cast<int64_t>(blockHalf) + 1;
-    const int blockSize = block > INT32_MAX || block < INT32_MIN ? -1 : static_cast<int>(block);
+    // A block below 3 (blockHalf below 1) is OpenCV's to refuse; keep the size from wrapping.
+    const int blockSize = blockHalf < 0 ? -1 : 2 * blockHalf + 1;
     cv::adaptiveThreshold(blurred, binary, 255, cv::ADAPTIVE_THRESH_GAUSSIAN_C, thresholdType, blockSize, c);
     if (!mask.empty())
         cv::bitwise_and(binary, mask, binary);
