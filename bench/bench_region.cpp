@@ -32,8 +32,7 @@ double bestSeconds(const std::function<void()>& run, int runs)
 }
 
 // Times the loop and reports the peer's best time over the library's mean time.
-template <typename Body>
-void timeAgainstPeer(benchmark::State& state, double peerSeconds, Body body)
+template <typename Body> void timeAgainstPeer(benchmark::State& state, double peerSeconds, Body body)
 {
     const auto start = std::chrono::steady_clock::now();
     for (auto _ : state)
@@ -186,9 +185,9 @@ void BM_select_shape(benchmark::State& state)
 {
     const cv::Mat& image = blobImage();
     const Selection& selection = kSelections[state.range(0)];
-    const QVector<SelectShapeInfo> criteria{{Width, static_cast<double>(selection.minWidth),
-                                             static_cast<double>(selection.maxWidth)},
-                                            {Area, selection.minArea, selection.maxArea}};
+    const QVector<SelectShapeInfo> criteria{
+        {Width, static_cast<double>(selection.minWidth), static_cast<double>(selection.maxWidth)},
+        {Area, selection.minArea, selection.maxArea}};
     cv::Mat selected, peerSelected;
     const double peer = bestSeconds([&] { componentSelection(image, selection, peerSelected); }, 10);
     int kept = 0;

@@ -16,8 +16,7 @@ namespace reference {
 
 // The comparison of grey value g with reference r and offset t; types outside 0..3 never
 // hold.
-template <typename T>
-bool thresholdHolds(int type, T g, T r, T t)
+template <typename T> bool thresholdHolds(int type, T g, T r, T t)
 {
     switch (type) {
     case 0:
@@ -35,8 +34,8 @@ bool thresholdHolds(int type, T g, T r, T t)
 
 // Pixel-wise comparison with the offset taken as a signed integer (64 bits, so that
 // extreme offsets do not overflow).
-inline void dynThresholdRows(const cv::Mat& src, const cv::Mat& ref, cv::Mat& dst, int offset, int type,
-                             int rowBegin, int rowEnd)
+inline void dynThresholdRows(const cv::Mat& src, const cv::Mat& ref, cv::Mat& dst, int offset, int type, int rowBegin,
+                             int rowEnd)
 {
     for (int y = rowBegin; y < rowEnd; ++y)
         for (int x = 0; x < src.cols; ++x)
@@ -85,8 +84,7 @@ inline void varThresholdRows(const cv::Mat& src, const cv::Mat& mask, cv::Mat& d
 
 // Seeds on every fourth row paint the qualifying pixels of their square; seeds whose
 // square crosses the top or left border paint nothing.
-inline void fastThreshold(const cv::Mat& src, const cv::Mat& mask, cv::Mat& dst, int minGray, int maxGray,
-                          int minSize)
+inline void fastThreshold(const cv::Mat& src, const cv::Mat& mask, cv::Mat& dst, int minGray, int maxGray, int minSize)
 {
     const int lo = std::min(minGray, maxGray), hi = std::max(minGray, maxGray);
     const auto qualifies = [&](int y, int x) {

@@ -139,7 +139,9 @@ TEST(SelectShape, FeatureValuesOfKnownShapes)
 {
     // A 41 x 11 bar: outline 40 x 10, bounding box 41 x 11, centroid (30, 25).
     const cv::Mat bar = singleBlob(cv::Rect(10, 20, 41, 11));
-    const auto passes = [&bar](int feature, double lo, double hi) { return keptCount(bar, {criterion(feature, lo, hi)}, And); };
+    const auto passes = [&bar](int feature, double lo, double hi) {
+        return keptCount(bar, {criterion(feature, lo, hi)}, And);
+    };
     EXPECT_EQ(passes(Width, 41, 41), 1);
     EXPECT_EQ(passes(Height, 11, 11), 1);
     EXPECT_EQ(passes(CentroidColumn, 30 - 1e-9, 30 + 1e-9), 1);
@@ -276,8 +278,8 @@ TEST(SortRegion, OrdersByCornerKeysInEveryDirection)
     ASSERT_TRUE(sort_region(image, regions, order, UpperLeft, Ascending, ByColumn));
     EXPECT_EQ(order, (std::vector<int>{2, 1, 0}));
     // Non-zero order and direction values act as Descending and ByColumn.
-    ASSERT_TRUE(sort_region(image, regions, order, UpperLeft, static_cast<SortOrder>(5),
-                            static_cast<SortDirection>(-2)));
+    ASSERT_TRUE(
+        sort_region(image, regions, order, UpperLeft, static_cast<SortOrder>(5), static_cast<SortDirection>(-2)));
     EXPECT_EQ(order, (std::vector<int>{0, 1, 2}));
     // Lower edges one past the box: y 8, 9, 8; right edges: x 13, 5, 2.
     ASSERT_TRUE(sort_region(image, regions, order, LowerRight, Ascending, ByRow));
@@ -315,9 +317,9 @@ TEST(SortRegion, ScannedPointsAndWhenThereIsNone)
     EXPECT_EQ(order, (std::vector<int>{0, 1}));
     // With marks on those rows in the image handed in, it takes the rightmost mark.
     cv::Mat marks = cv::Mat::zeros(image.size(), CV_8UC1);
-    marks.at<uchar>(11, 7) = 1;  // below the diamond's box (6..14, 2..10)
+    marks.at<uchar>(11, 7) = 1; // below the diamond's box (6..14, 2..10)
     marks.at<uchar>(11, 12) = 1;
-    marks.at<uchar>(7, 24) = 1;  // below the square's box, at its right edge + 1
+    marks.at<uchar>(7, 24) = 1; // below the square's box, at its right edge + 1
     ASSERT_TRUE(sort_region(marks, regions, order, LastPoint, Ascending, ByColumn));
     EXPECT_EQ(order, (std::vector<int>{diamond, square}));
     ASSERT_TRUE(sort_region(marks, regions, order, LastPoint, Ascending, ByRow));

@@ -58,8 +58,8 @@ cv::Mat testMask(cv::RNG& rng, cv::Size size)
     } else {
         mask.setTo(0);
         for (int k = 0; k < 4; ++k)
-            mask(cv::Rect(rng.uniform(0, size.width - 4), rng.uniform(0, size.height - 4), rng.uniform(1, size.width / 2),
-                          rng.uniform(1, size.height / 2)) &
+            mask(cv::Rect(rng.uniform(0, size.width - 4), rng.uniform(0, size.height - 4),
+                          rng.uniform(1, size.width / 2), rng.uniform(1, size.height / 2)) &
                  cv::Rect(cv::Point(), size))
                 .setTo(255);
     }
@@ -242,8 +242,8 @@ TEST(VarThreshold, MatchesThePlainRuleOnRandomImagesMasksAndWindows)
         reference::varThresholdRows(src, mask, expected, width, height, scale, absolute, type, 0, size.height);
         cv::Mat dst;
         var_threshold(src, mask, dst, width, height, scale, absolute, static_cast<ThresholdType>(type));
-        ASSERT_TRUE(sameImage(dst, expected)) << "round " << round << " window " << width << "x" << height
-                                              << " scale " << scale << " abs " << absolute << " type " << type;
+        ASSERT_TRUE(sameImage(dst, expected)) << "round " << round << " window " << width << "x" << height << " scale "
+                                              << scale << " abs " << absolute << " type " << type;
         compared += cv::countNonZero(expected);
     }
     // The comparison must have covered selected pixels, not only empty outputs.
@@ -330,8 +330,8 @@ TEST(FastThreshold, MatchesThePlainSeedRule)
         reference::fastThreshold(src, mask, expected, lo, hi, minSize);
         cv::Mat dst;
         fast_threshold(src, mask, dst, lo, hi, minSize);
-        ASSERT_TRUE(sameImage(dst, expected)) << "round " << round << " band " << lo << ".." << hi << " minSize "
-                                              << minSize;
+        ASSERT_TRUE(sameImage(dst, expected))
+            << "round " << round << " band " << lo << ".." << hi << " minSize " << minSize;
     }
 }
 

@@ -127,7 +127,8 @@ TEST(AreaCenter, CountsPixelsAndAveragesTheirCoordinates)
     EXPECT_FLOAT_EQ(centre.x, (7 + 8 * 1.5f) / 9);
     EXPECT_FLOAT_EQ(centre.y, (3 + 8 * 0.5f) / 9);
 
-    for (const cv::Mat& unusable : {cv::Mat(), cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(9)), cv::Mat(cv::Mat::zeros(5, 5, CV_8UC1))}) {
+    for (const cv::Mat& unusable :
+         {cv::Mat(), cv::Mat(4, 4, CV_8UC3, cv::Scalar::all(9)), cv::Mat(cv::Mat::zeros(5, 5, CV_8UC1))}) {
         area = -1;
         centre = cv::Point2f(-1, -1);
         area_center(unusable, area, centre);
@@ -237,7 +238,7 @@ TEST(LineGauss, ExtractsDarkOrLightLinesAsThinLines)
     cv::Mat dst;
     line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, 5, 5.0, 100);
     EXPECT_TRUE(isThin(dst));
-    EXPECT_EQ(cv::countNonZero(dst.colRange(15, 65)), 50); // one pixel per column ...
+    EXPECT_EQ(cv::countNonZero(dst.colRange(15, 65)), 50);         // one pixel per column ...
     EXPECT_EQ(cv::countNonZero(dst.row(30).colRange(15, 65)), 50); // ... on the line
 
     // Light lines of the same image lie beside the dark one, not on it.

@@ -60,8 +60,7 @@ void appendSubtree(int root, bool rootIsOuter, const ChildLists& children, std::
 }
 
 // The area and centroid of a layer are sums over its contours, holes counted negative.
-template <typename PerContour>
-void forEachSignedContour(const LayerIndexes& layer, PerContour perContour)
+template <typename PerContour> void forEachSignedContour(const LayerIndexes& layer, PerContour perContour)
 {
     for (int i : layer.outerIndexes)
         perContour(i, 1.0);
@@ -133,8 +132,8 @@ cv::Point2d layerFocus(const Contours& contours, const LayerIndexes& layer)
 
 void paintLayer(const Contours& contours, const LayerIndexes& layer, cv::Mat& image, cv::Point offset)
 {
-    cv::drawContours(image, contours, layer.outerIndex, cv::Scalar(255), cv::FILLED, cv::LINE_8, cv::noArray(),
-                     INT_MAX, offset);
+    cv::drawContours(image, contours, layer.outerIndex, cv::Scalar(255), cv::FILLED, cv::LINE_8, cv::noArray(), INT_MAX,
+                     offset);
     for (int h : layer.holeIndexes)
         cv::drawContours(image, contours, h, cv::Scalar(0), cv::FILLED, cv::LINE_8, cv::noArray(), INT_MAX, offset);
 }

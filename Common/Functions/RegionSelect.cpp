@@ -234,8 +234,8 @@ bool select_max_region(cv::Mat image, cv::Mat& largest)
     return true;
 }
 
-bool sort_region(cv::Mat image, const QList<ContourLayer>& regions, std::vector<int>& order,
-                 SortCriterion criterion, SortOrder sortOrder, SortDirection direction)
+bool sort_region(cv::Mat image, const QList<ContourLayer>& regions, std::vector<int>& order, SortCriterion criterion,
+                 SortOrder sortOrder, SortDirection direction)
 {
     order.resize(regions.size());
     std::iota(order.begin(), order.end(), 0);
@@ -253,9 +253,10 @@ bool sort_region(cv::Mat image, const QList<ContourLayer>& regions, std::vector<
 
     const bool byRow = direction == ByRow;
     const bool ascending = sortOrder == Ascending;
-    const auto rank = [byRow](const cv::Point& p) { return byRow ? std::make_pair(p.y, p.x) : std::make_pair(p.x, p.y); };
-    std::sort(order.begin(), order.end(), [&](int a, int b) {
-        return ascending ? rank(keys[a]) < rank(keys[b]) : rank(keys[b]) < rank(keys[a]);
-    });
+    const auto rank = [byRow](const cv::Point& p) {
+        return byRow ? std::make_pair(p.y, p.x) : std::make_pair(p.x, p.y);
+    };
+    std::sort(order.begin(), order.end(),
+              [&](int a, int b) { return ascending ? rank(keys[a]) < rank(keys[b]) : rank(keys[b]) < rank(keys[a]); });
     return true;
 }

@@ -65,8 +65,7 @@ void compareRange(const uchar* src, const uchar* ref, uchar* dst, size_t begin, 
         dst[i] = pixelRule(src[i], ref[i]) ? 255 : 0;
 }
 
-void compareRange(ThresholdType type, int t, const uchar* src, const uchar* ref, uchar* dst, size_t begin,
-                  size_t end)
+void compareRange(ThresholdType type, int t, const uchar* src, const uchar* ref, uchar* dst, size_t begin, size_t end)
 {
     // The vector rules are written with the offset as a bound on g: Dark is g <= r - t.
     switch (type) {
@@ -127,34 +126,34 @@ int halfWindow(int size)
     return (size % 2 != 0 ? size : size + 1) / 2;
 }
 
+// Calls visit(value) for the window's values inside the mask, row by row.
+template <typename Visit> void forEachInWindow(const cv::Mat& src, const cv::Mat& mask, const Window& w, Visit visit)
+{
+    for (int yy = w.y0; yy <= w.y1; ++yy) {
+        const uchar* s = src.ptr<uchar>(yy);
+        const uchar* m = mask.empty() ? nullptr : mask.ptr<uchar>(yy);
+        for (int xx = w.x0; xx <= w.x1; ++xx)
+            if (!m || m[xx])
+                visit(s[xx]);
+    }
+}
+
 // The defining direct pass over the window, for the pixels the sums cannot decide.
 WindowStatistics directStatistics(const cv::Mat& src, const cv::Mat& mask, const Window& w)
 {
     float sum = 0;
     int count = 0;
-    for (int yy = w.y0; yy <= w.y1; ++yy) {
-        const uchar* s = src.ptr<uchar>(yy);
-        const uchar* m = mask.empty() ? nullptr : mask.ptr<uchar>(yy);
-        for (int xx = w.x0; xx <= w.x1; ++xx) {
-            if (!m || m[xx]) {
-                sum += static_cast<float>(s[xx]);
-                ++count;
-            }
-        }
-    }
+    forEachInWindow(src, mask, w, [&](uchar v) {
+        sum += static_cast<float>(v);
+        ++count;
+    });
     WindowStatistics stats;
     stats.mean = sum / static_cast<float>(count);
     double squares = 0;
-    for (int yy = w.y0; yy <= w.y1; ++yy) {
-        const uchar* s = src.ptr<uchar>(yy);
-        const uchar* m = mask.empty() ? nullptr : mask.ptr<uchar>(yy);
-        for (int xx = w.x0; xx <= w.x1; ++xx) {
-            if (!m || m[xx]) {
-                const double d = static_cast<double>(s[xx]) - static_cast<double>(stats.mean);
-                squares += d * d;
-            }
-        }
-    }
+    forEachInWindow(src, mask, w, [&](uchar v) {
+        const double d = static_cast<double>(v) - static_cast<double>(stats.mean);
+        squares += d * d;
+    });
     stats.deviation = static_cast<float>(std::sqrt(squares / count));
     return stats;
 }
@@ -171,7 +170,8 @@ bool statisticsFromSums(int64_t count, int64_t sum, int64_t sumOfSquares, Window
     // n * S2 <= 2^29 * 255 * 2^24 and n * S2 >= S1^2, so the difference is exact.
     const uint64_t spread = n * static_cast<uint64_t>(sumOfSquares) - s1 * s1;
     const double meanOffset = static_cast<double>(count) * static_cast<double>(mean) - static_cast<double>(sum);
-    const double deviation = std::sqrt(static_cast<double>(spread) + meanOffset * meanOffset) / static_cast<double>(count);
+    const double deviation =
+        std::sqrt(static_cast<double>(spread) + meanOffset * meanOffset) / static_cast<double>(count);
     const double margin = deviation * static_cast<double>(count + 16) * 0x1p-51;
     const float low = static_cast<float>(deviation - margin);
     const float high = static_cast<float>(deviation + margin);

@@ -36,6 +36,19 @@ void paintShape(cv::Mat& dst, const std::vector<cv::Point>& contour, ShapeTransT
     }
 }
 
+// A fresh all-0 dst and the outer contours of src; false, with dst released, for an image
+// that is empty or has several channels.
+bool startFromOuterContours(const cv::Mat& src, cv::Mat& dst, std::vector<std::vector<cv::Point>>& contours)
+{
+    if (!isSingleChannel(src)) {
+        dst.release();
+        return false;
+    }
+    dst = cv::Mat::zeros(src.size(), CV_8UC1);
+    cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    return true;
+}
+
 bool isShapeType(ShapeTransType type)
 {
     return type == BoundingRectangle || type == EnclosingCircle || type == ConvexHull;
@@ -87,7 +100,8 @@ bool thinSubPass(cv::Mat& image, bool first)
             const Neighbours n(above, row, below, x);
             const int b = n.count();
             const int p2 = n.p[0], p4 = n.p[2], p6 = n.p[4], p8 = n.p[6];
-            const bool open = first ? (p2 * p4 * p6 == 0 && p4 * p6 * p8 == 0) : (p2 * p4 * p8 == 0 && p2 * p6 * p8 == 0);
+            const bool open =
+                first ? (p2 * p4 * p6 == 0 && p4 * p6 * p8 == 0) : (p2 * p4 * p8 == 0 && p2 * p6 * p8 == 0);
             if (b >= 2 && b <= 6 && n.riseCount() == 1 && open) {
                 out[x] = 0;
                 removed = true;
@@ -111,13 +125,9 @@ int32_t product32(int a, int b)
 
 void shape_trans(cv::Mat src, cv::Mat& dst, ShapeTransType type)
 {
-    if (!isSingleChannel(src)) {
-        dst.release();
-        return;
-    }
-    dst = cv::Mat::zeros(src.size(), CV_8UC1);
     std::vector<std::vector<cv::Point>> contours;
-    cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    if (!startFromOuterContours(src, dst, contours))
+        return;
     const int n = static_cast<int>(contours.size());
     if (n == 0 || !isShapeType(type))
         return;
@@ -133,14 +143,9 @@ void shape_trans(cv::Mat src, cv::Mat& dst, ShapeTransType type)
 
 void fill_up(cv::Mat src, cv::Mat& dst)
 {
-    if (!isSingleChannel(src)) {
-        dst.release();
-        return;
-    }
-    dst = cv::Mat::zeros(src.size(), CV_8UC1);
     std::vector<std::vector<cv::Point>> contours;
-    cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
-    cv::drawContours(dst, contours, -1, cv::Scalar(255), cv::FILLED, cv::LINE_8);
+    if (startFromOuterContours(src, dst, contours))
+        cv::drawContours(dst, contours, -1, cv::Scalar(255), cv::FILLED, cv::LINE_8);
 }
 
 void area_center(cv::Mat src, int& area, cv::Point2f& center)

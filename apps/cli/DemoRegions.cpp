@@ -94,8 +94,8 @@ void runRegions(Context& context)
         const RotatedBox& box = expected[k];
         const std::string name = "sorted rect " + std::to_string(k + 1);
         const double trueArea = box.width * box.height;
-        context.report("area_center", name + " area (px2)", trueArea,
-                       pixelArea(paintedRegion(layer, size)), kAreaTolerance * trueArea, sorted);
+        context.report("area_center", name + " area (px2)", trueArea, pixelArea(paintedRegion(layer, size)),
+                       kAreaTolerance * trueArea, sorted);
         const cv::Point2d c = getContourFocus(layer);
         centroids.push_back(c);
         context.report("getContourFocus", name + " x (px)", box.centre.x, c.x, kCentroidTolerance, sorted);
@@ -121,14 +121,15 @@ void runRegions(Context& context)
     cv::Point2f ringCentre;
     const int ringArea = ringFound ? pixelArea(regions & filled, &ringCentre) : 0;
     const double ringTrueArea = kPi * (ring.radius * ring.radius - hole * hole);
-    context.report("area_center", "ring area (px2)", ringTrueArea, ringArea, kAreaTolerance * ringTrueArea,
-                   ringFound);
+    context.report("area_center", "ring area (px2)", ringTrueArea, ringArea, kAreaTolerance * ringTrueArea, ringFound);
     context.report("area_center", "ring x (px)", ring.centre.x, ringCentre.x, kCentroidTolerance, ringFound);
     context.report("area_center", "ring y (px)", ring.centre.y, ringCentre.y, kCentroidTolerance, ringFound);
 
     cv::Mat largest;
     const bool hasLargest = select_max_region(regions, largest);
-    const auto byArea = [](const RotatedBox& a, const RotatedBox& b) { return a.width * a.height < b.width * b.height; };
+    const auto byArea = [](const RotatedBox& a, const RotatedBox& b) {
+        return a.width * a.height < b.width * b.height;
+    };
     const RotatedBox& biggest = *std::max_element(truth.blobRects.begin(), truth.blobRects.end(), byArea);
     const double biggestArea = biggest.width * biggest.height;
     context.report("select_max_region", "largest area (px2)", biggestArea, hasLargest ? pixelArea(largest) : 0,
