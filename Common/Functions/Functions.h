@@ -5,5 +5,7 @@
 #include "FunctionsDef.h"
 
 #include "EdgeTools.h"
+#include "Fitting.h"
 #include "Geometry.h"
+#include "PlaneFitting.h"
 #include "RoiShapes.h"
