@@ -4,5 +4,6 @@
 
 #include "FunctionsDef.h"
 
+#include "CoordinateUtility.h"
 #include "EdgeTools.h"
 #include "RoiShapes.h"
