@@ -6,4 +6,5 @@
 
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
+#include "MatchingResults.h"
 #include "RoiShapes.h"
