@@ -8,3 +8,4 @@
 #include "EdgeTools.h"
 #include "MatchingResults.h"
 #include "RoiShapes.h"
+#include "SkewCorrection.h"
