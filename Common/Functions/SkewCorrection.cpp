@@ -24,18 +24,10 @@ double clcHorizontalSkew(cv::Mat& image)
 {
     if (image.type() != CV_8UC1)
         return std::numeric_limits<double>::quiet_NaN();
-    // The vertical derivative answers horizontal edges; only strong ones vote.
-    cv::Mat derivative, edges;
-    cv::Sobel(image, derivative, CV_32F, 0, 1, 3, 1, 0, cv::BORDER_DEFAULT);
-    cv::convertScaleAbs(derivative, edges);
-    cv::threshold(edges, edges, 128, 255, cv::THRESH_BINARY);
-
-    cv::Mat accumulator;
+    cv::Mat edges, accumulator;
+    skew_votes::horizontalEdges(image, edges);
     skew_votes::vote(edges, accumulator);
-    cv::Point peak;
-    cv::minMaxLoc(accumulator, nullptr, nullptr, nullptr, &peak);
-    // Bin k is the edges' normal at k quarter degrees; a level edge's normal points down (90).
-    return peak.y * skew_votes::kAngleStep * 180.0 / kPi - 90.0;
+    return skew_votes::peakAngle(accumulator);
 }
 
 void skewCorrectionRot(cv::Mat& src, cv::Mat& dst, double angle, cv::Scalar borderValue)

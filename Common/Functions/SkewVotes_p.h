@@ -5,6 +5,7 @@
 // rule it replaces.
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <cmath>
 #include <cstdint>
@@ -15,6 +16,16 @@ namespace skew_votes {
 /// Quarter-degree angle bins over half a turn; bin k stands for the normal angle k * step.
 constexpr int kAngleBins = 720;
 constexpr double kAngleStep = 0.004363323129985824; // pi / 720
+
+/// Pixels on strong horizontal edges: the vertical Sobel derivative's magnitude, saturated
+/// to 8 bits, above 128 becomes 255, anything else 0.
+inline void horizontalEdges(const cv::Mat& image, cv::Mat& edges)
+{
+    cv::Mat derivative;
+    cv::Sobel(image, derivative, CV_32F, 0, 1, 3, 1, 0, cv::BORDER_DEFAULT);
+    cv::convertScaleAbs(derivative, edges);
+    cv::threshold(edges, edges, 128, 255, cv::THRESH_BINARY);
+}
 
 /// Half the image diagonal rounded up: the largest |rho| a voting pixel can reach.
 inline int distanceOffset(int rows, int cols)
@@ -99,6 +110,15 @@ inline void voteDirect(const cv::Mat& edges, cv::Mat& accumulator)
             }
         }
     }
+}
+
+/// Degrees of the accumulator's first maximum (row-major): bin k is the edges' normal at
+/// k quarter degrees, and a level edge's normal points down (90), hence the offset.
+inline double peakAngle(const cv::Mat& accumulator)
+{
+    cv::Point peak;
+    cv::minMaxLoc(accumulator, nullptr, nullptr, nullptr, &peak);
+    return peak.y * kAngleStep * 180.0 / 3.141592653589793 - 90.0;
 }
 
 } // namespace skew_votes
