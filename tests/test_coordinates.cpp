@@ -17,16 +17,10 @@ namespace {
 
 constexpr double kPi = 3.141592653589793;
 
+// Fields in order: reference x, y, angle, then current x, y, angle.
 CoordinateTransformer pose(float refX, float refY, float refAngle, float curX, float curY, float curAngle)
 {
-    CoordinateTransformer t;
-    t.refX = refX;
-    t.refY = refY;
-    t.refAngle = refAngle;
-    t.curX = curX;
-    t.curY = curY;
-    t.curAngle = curAngle;
-    return t;
+    return CoordinateTransformer{refX, refY, refAngle, curX, curY, curAngle};
 }
 
 // Reference -> current in double, as the header states it.

@@ -12,13 +12,7 @@ namespace {
 
 _MatchingResult result(int x, int y, int id, float score = 0, float angle = 0)
 {
-    _MatchingResult r;
-    r.x = x;
-    r.y = y;
-    r.angle = angle;
-    r.reserved = id;
-    r.score = score;
-    return r;
+    return _MatchingResult{x, y, angle, id, score};
 }
 
 // A rows x cols grid with the given spacing, turned counter-clockwise on screen by tilt
