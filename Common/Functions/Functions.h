@@ -5,4 +5,5 @@
 #include "FunctionsDef.h"
 
 #include "EdgeTools.h"
+#include "Geometry.h"
 #include "RoiShapes.h"
