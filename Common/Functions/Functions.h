@@ -6,6 +6,7 @@
 
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
+#include "Geometry.h"
 #include "MatchingResults.h"
 #include "RoiShapes.h"
 #include "SkewCorrection.h"
