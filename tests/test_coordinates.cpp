@@ -161,3 +161,45 @@ TEST(TransformPainter, PainterDrawsFromPoseAtToPose)
 
     AlgorithmUtility::transformPainter(nullptr, from, to); // ignored
 }
+
+TEST(CaptureMapping, GrabBeforePhotoTurnsTheReferencesAboutThePoint)
+{
+    const QPointF p(100, 100), first(110, 100), second(200, 50);
+    const auto near = [](QPointF got, cv::Point2d expected) {
+        EXPECT_NEAR(got.x(), expected.x, 1e-3);
+        EXPECT_NEAR(got.y(), expected.y, 1e-3);
+    };
+    // Without rotate the angles play no part.
+    for (float angle : {0.0f, 37.0f, -170.0f})
+        near(grabBeforePhoto(p, angle, 20, true, false, first, second, angle, 5), {190, 50});
+    near(grabBeforePhoto(p, 30, 10, false, true, p, p, 10, 5), {100, 100});
+
+    // a = (30 - 10) + 5 = 25, b = 10: first turns about p by -25, second by -35; mirrored
+    // turns them the other way.
+    for (bool mirrored : {false, true}) {
+        const float sense = mirrored ? -1.0f : 1.0f;
+        const cv::Point2d f = toCurrent(pose(100, 100, 0, 100, 100, -25 * sense), 110, 100);
+        const cv::Point2d s = toCurrent(pose(100, 100, 0, 100, 100, -35 * sense), 200, 50);
+        near(grabBeforePhoto(p, 30, 10, mirrored, true, first, second, 10, 5), cv::Point2d(100, 100) + s - f);
+    }
+}
+
+TEST(CaptureMapping, PhotoBeforeGrabKeepsTheSignWhenMirrored)
+{
+    const QPointF origin(0, 0);
+    QPointF q = photoBeforeGrab(QPointF(10, 0), false, true, origin, origin, 90, 0, 0);
+    EXPECT_NEAR(q.x(), 0, 1e-5);
+    EXPECT_NEAR(q.y(), -10, 1e-5);
+    q = photoBeforeGrab(QPointF(10, 0), true, true, origin, origin, 90, 0, 0);
+    EXPECT_NEAR(q.x(), 0, 1e-5);
+    EXPECT_NEAR(q.y(), 10, 1e-5);
+
+    // Offsets move the point before it is mapped; without rotate the mapping is a shift.
+    q = photoBeforeGrab(QPointF(50, 60), true, false, QPointF(5, 5), QPointF(20, -10), 90, 3, -4);
+    EXPECT_NEAR(q.x(), 68, 1e-4);
+    EXPECT_NEAR(q.y(), 41, 1e-4);
+    q = photoBeforeGrab(QPointF(50, 60), false, true, QPointF(5, 5), QPointF(20, -10), 30, 3, -4);
+    const cv::Point2d expected = toCurrent(pose(5, 5, 0, 20, -10, -30), 53, 56);
+    EXPECT_NEAR(q.x(), expected.x, 1e-3);
+    EXPECT_NEAR(q.y(), expected.y, 1e-3);
+}

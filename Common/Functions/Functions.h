@@ -4,6 +4,7 @@
 
 #include "FunctionsDef.h"
 
+#include "CaptureMapping.h"
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
 #include "Geometry.h"
