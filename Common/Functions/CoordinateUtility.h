@@ -13,7 +13,8 @@
 //     Rot(delta) = [[cos delta, -sin delta], [sin delta, cos delta]]
 //
 // Point coordinates travel in single precision (float in, float out), as cv::transform
-// computes them; the list form rounds each double coordinate to float first.
+// computes them; the list form rounds each double coordinate to float first. Poses are
+// not checked: a non-finite pose gives non-finite points.
 
 #include "FunctionsDef.h"
 

@@ -33,7 +33,8 @@ inline int distanceOffset(int rows, int cols)
     // Squares in 64 bits: the same values as 32-bit products wherever those do not overflow.
     const int64_t rows2 = static_cast<int64_t>(rows) * rows;
     const int64_t cols2 = static_cast<int64_t>(cols) * cols;
-    return static_cast<int>(std::ceil(std::sqrt(static_cast<double>(rows2) * 0.25 + static_cast<double>(cols2) * 0.25)));
+    return static_cast<int>(
+        std::ceil(std::sqrt(static_cast<double>(rows2) * 0.25 + static_cast<double>(cols2) * 0.25)));
 }
 
 /// Zeroed accumulator: one row per angle bin, 2 * offset distance bins.
@@ -43,7 +44,7 @@ inline cv::Mat emptyAccumulator(int offset)
 }
 
 /// Rounds half away from zero, as std::round does, without the library call: the
-/// difference between a double and its truncation is exact.
+/// difference between a double and its truncation is exact. Values within the int range.
 inline int roundHalfAwayFromZero(double value)
 {
     const int truncated = static_cast<int>(value);
@@ -69,10 +70,11 @@ inline void votingPixels(const cv::Mat& edges, std::vector<double>& u, std::vect
 }
 
 /// Votes every edge pixel (8-bit, one channel) into the accumulator: for each angle bin k
-/// the distance bin round(cos(k step) u + sin(k step) v + offset). The cosines and sines
-/// are tabulated once, with exactly the values the direct rule computes per vote, and
-/// the loops run angle by angle so each pass stays in one accumulator row; increments
-/// commute, so the counts are the same.
+/// the distance bin round(cos(k step) u + sin(k step) v + offset), never outside
+/// [0, 2 offset) since |u| < cols/2 and |v| < rows/2. The cosine and sine are evaluated
+/// once per angle bin, the same values the direct rule computes per vote, and the loops
+/// run angle by angle so each pass stays in one accumulator row; increments commute, so
+/// the counts are the same.
 inline void vote(const cv::Mat& edges, cv::Mat& accumulator)
 {
     const int offset = distanceOffset(edges.rows, edges.cols);
