@@ -71,6 +71,18 @@ TEST(SortMatchingResult, SimpleOrdersOnlyInTheTwoArgumentForm)
         EXPECT_EQ(ids(w), ids(v)) << type;
     }
     EXPECT_EQ(sortedIds(v, static_cast<MatchingResultSortType>(23)), ids(v));
+
+    // NaN scores cannot be ranked: they go last, and every record stays.
+    std::vector<_MatchingResult> many;
+    for (int i = 0; i < 60; ++i)
+        many.push_back(result(i, i, i, i % 7 == 0 ? std::numeric_limits<float>::quiet_NaN() : float(i % 13)));
+    sortMatchingResult(many, SortScoreDescend);
+    EXPECT_TRUE(std::is_sorted(many.begin(), many.begin() + 51, resSortScoreDescend));
+    EXPECT_TRUE(std::all_of(many.begin() + 51, many.end(), [](const _MatchingResult& r) { return std::isnan(r.score); }));
+    std::vector<int> kept = ids(many);
+    std::sort(kept.begin(), kept.end());
+    for (int i = 0; i < 60; ++i)
+        EXPECT_EQ(kept[i], i);
 }
 
 TEST(SortMatchingResult, JitteredGridRowsSerpentinesAndColumns)

@@ -108,10 +108,23 @@ void bubblePasses(std::vector<cv::Point>& work, std::vector<_MatchingResult>& re
 
 void sortMatchingResult(std::vector<_MatchingResult>& results, MatchingResultSortType type)
 {
-    if (const Comparator less = simpleComparator(type))
-        std::sort(results.begin(), results.end(), less);
-    else
+    const Comparator less = simpleComparator(type);
+    if (!less) {
         sortMatchingResult(results, type, 0.0f, -1);
+        return;
+    }
+    // A NaN key compares neither way, which std::sort cannot take (it may run off the
+    // range): such records are set aside at the end and the rest sorted.
+    const auto hasNaNKey = [type](const _MatchingResult& r) {
+        if (type == SortScoreDescend)
+            return std::isnan(r.score);
+        if (type == SortAngleDescend || type == SortAngleAscend)
+            return std::isnan(r.angle);
+        return false;
+    };
+    const auto comparable =
+        std::partition(results.begin(), results.end(), [&](const _MatchingResult& r) { return !hasNaNKey(r); });
+    std::sort(results.begin(), comparable, less);
 }
 
 void sortMatchingResult(std::vector<_MatchingResult>& results, MatchingResultSortType type, float angle,

@@ -19,7 +19,8 @@ FUNCTIONS_EXPORT bool resSortAngleDescend(_MatchingResult a, _MatchingResult b);
 FUNCTIONS_EXPORT bool resSortAngleAscend(_MatchingResult a, _MatchingResult b);
 
 /// Orders results in place. The simple orders (0 to 5 and 22) sort the whole vector with
-/// the matching comparator; equal keys may come out in any order. The grid orders (6 to
+/// the matching comparator; equal keys may come out in any order, and records whose score
+/// (order 4) or angle (5, 22) is NaN come last, in no particular order. The grid orders (6 to
 /// 21) are those of the four-argument form with a level grid (angle 0) and automatic
 /// tolerance. Other values leave the vector unchanged.
 FUNCTIONS_EXPORT void sortMatchingResult(std::vector<_MatchingResult>& results, MatchingResultSortType type);
