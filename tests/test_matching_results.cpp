@@ -78,7 +78,8 @@ TEST(SortMatchingResult, SimpleOrdersOnlyInTheTwoArgumentForm)
         many.push_back(result(i, i, i, i % 7 == 0 ? std::numeric_limits<float>::quiet_NaN() : float(i % 13)));
     sortMatchingResult(many, SortScoreDescend);
     EXPECT_TRUE(std::is_sorted(many.begin(), many.begin() + 51, resSortScoreDescend));
-    EXPECT_TRUE(std::all_of(many.begin() + 51, many.end(), [](const _MatchingResult& r) { return std::isnan(r.score); }));
+    const auto nanScore = [](const _MatchingResult& r) { return std::isnan(r.score); };
+    EXPECT_TRUE(std::all_of(many.begin() + 51, many.end(), nanScore));
     std::vector<int> kept = ids(many);
     std::sort(kept.begin(), kept.end());
     for (int i = 0; i < 60; ++i)
