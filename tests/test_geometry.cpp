@@ -173,6 +173,9 @@ TEST(Geometry, LineIntersectionsAndParallelFailures)
     // y = x through (1, 1) and the vertical x = 4 through (4, -2).
     ASSERT_TRUE(clcLineLineIntersection(cv::Vec4d(2, 2, 1, 1), cv::Vec4d(0, 3, 4, -2), p));
     expectPointNear(p, {4, 4}, 1e-12);
+    // No zero component, so every term of the formula counts.
+    ASSERT_TRUE(clcLineLineIntersection(cv::Vec4d(1, -2, 0, 6), cv::Vec4d(1, 1, -1, -1), p));
+    expectPointNear(p, {2, 2}, 1e-12);
 
     p = {-1, -1};
     EXPECT_FALSE(clcLineLineIntersection(cv::Vec4d(1, 2, 0, 0), cv::Vec4d(-2, -4, 5, 0), p));
