@@ -4,6 +4,13 @@
 
 #include "FunctionsDef.h"
 
+#include "CaptureMapping.h"
+#include "CoordinateUtility.h"
 #include "EdgeTools.h"
+#include "Fitting.h"
+#include "Geometry.h"
+#include "MatchingResults.h"
+#include "PlaneFitting.h"
 #include "RegionOperators.h"
 #include "RoiShapes.h"
+#include "SkewCorrection.h"
