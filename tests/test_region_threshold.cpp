@@ -371,3 +371,34 @@ TEST(FastThreshold, TopAndLeftBordersDropSeedsWhileBottomAndRightClip)
     fast_threshold(cv::Mat(20, 20, CV_16UC1, cv::Scalar(100)), cv::Mat(), dst, 90, 110, 2);
     EXPECT_TRUE(dst.empty());
 }
+
+TEST(Thresholds, OutputIsReplacedEvenWhenItIsAnInputOrAView)
+{
+    cv::RNG rng(12);
+    cv::Mat src(30, 40, CV_8UC1), ref;
+    rng.fill(src, cv::RNG::UNIFORM, 0, 256);
+    cv::blur(src, ref, cv::Size(5, 5));
+    cv::Mat expectedVar, expectedDyn, expectedFast;
+    var_threshold(src, cv::Mat(), expectedVar, 5, 5, 1.0f, 2.0f, Light);
+    dyn_threshold(src, ref, expectedDyn, 3, Light);
+    fast_threshold(src, cv::Mat(), expectedFast, 100, 200, 2);
+    ASSERT_GT(cv::countNonZero(expectedVar), 0);
+    ASSERT_GT(cv::countNonZero(expectedFast), 0);
+
+    cv::Mat inPlace = src.clone();
+    var_threshold(inPlace, cv::Mat(), inPlace, 5, 5, 1.0f, 2.0f, Light);
+    EXPECT_TRUE(sameImage(inPlace, expectedVar));
+    inPlace = src.clone();
+    fast_threshold(inPlace, cv::Mat(), inPlace, 100, 200, 2);
+    EXPECT_TRUE(sameImage(inPlace, expectedFast));
+    inPlace = ref.clone();
+    dyn_threshold(src, inPlace, inPlace, 3, Light);
+    EXPECT_TRUE(sameImage(inPlace, expectedDyn));
+
+    // A view into a larger image is replaced, not written through.
+    cv::Mat larger(60, 80, CV_8UC1, cv::Scalar(7));
+    cv::Mat view = larger(cv::Rect(5, 5, 40, 30));
+    dyn_threshold(src, ref, view, 3, Light);
+    EXPECT_TRUE(sameImage(view, expectedDyn));
+    EXPECT_EQ(cv::countNonZero(larger != 7), 0);
+}

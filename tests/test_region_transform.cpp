@@ -66,6 +66,11 @@ TEST(ShapeTrans, PaintsBoxesCirclesAndHullsOfOuterContours)
     EXPECT_EQ(dst.at<uchar>(10, 10), 255);
     EXPECT_EQ(dst.at<uchar>(5, 12), 255);
 
+    // In place: the contours are found before the output replaces the input.
+    cv::Mat inPlace = ring.clone();
+    shape_trans(inPlace, inPlace, BoundingRectangle);
+    EXPECT_EQ(cv::countNonZero(inPlace), 61 * 61);
+
     cv::Mat none(3, 3, CV_8UC1, cv::Scalar(1));
     shape_trans(ring, none, static_cast<ShapeTransType>(3));
     EXPECT_EQ(none.size(), ring.size());

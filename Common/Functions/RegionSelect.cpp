@@ -116,7 +116,7 @@ struct ShapeFilter {
 // holes of one region never cut into another; the work is limited to each bounding box.
 cv::Mat paintLayers(const Contours& contours, const QList<LayerIndexes>& layers, cv::Size size)
 {
-    cv::Mat painted = cv::Mat::zeros(size, CV_8UC1);
+    cv::Mat painted = freshZeros(size);
     cv::Mat scratch(size, CV_8UC1);
     const cv::Rect image(cv::Point(0, 0), size);
     for (const LayerIndexes& layer : layers) {
@@ -186,7 +186,7 @@ void connection(cv::Mat image, std::vector<cv::Mat>& regions)
     const RegionSet found = findRegions(image);
     regions.resize(found.layers.size());
     for (int i = 0; i < found.layers.size(); ++i) {
-        regions[i] = cv::Mat::zeros(image.size(), CV_8UC1);
+        regions[i] = freshZeros(image.size());
         paintLayer(found.contours, found.layers[i], regions[i]);
     }
 }
@@ -229,7 +229,7 @@ bool select_max_region(cv::Mat image, cv::Mat& largest)
     }
     if (best < 0)
         return false;
-    largest = cv::Mat::zeros(image.size(), CV_8UC1);
+    largest = freshZeros(image.size());
     paintLayer(found.contours, found.layers[best], largest);
     return true;
 }

@@ -21,6 +21,14 @@ inline int stripeCount(int rangeLength)
     return std::min(rangeLength, workers);
 }
 
+/// A newly allocated all-0 8-bit image. Assigning it replaces an output instead of
+/// clearing the output's pixels in place, which may be an input's pixels or a view into
+/// a larger image.
+inline cv::Mat freshZeros(cv::Size size)
+{
+    return cv::Mat(size, CV_8UC1, cv::Scalar(0));
+}
+
 /// Non-empty, 8-bit, one channel.
 inline bool isGrey8(const cv::Mat& image)
 {

@@ -316,11 +316,11 @@ void dyn_threshold(cv::Mat src, cv::Mat ref, cv::Mat& dst, int offset, Threshold
     if (!ref.isContinuous())
         ref = ref.clone();
     if (!isComparison(type)) {
-        dst = cv::Mat::zeros(src.size(), CV_8UC1);
+        dst = freshZeros(src.size());
         return;
     }
-    // Every pixel is written below, so the output needs no clearing first.
-    dst.create(src.size(), CV_8UC1);
+    // Every pixel is written below, so the fresh output needs no clearing.
+    dst = cv::Mat(src.size(), CV_8UC1);
 
     const int t = std::clamp(offset, -kOffsetLimit, kOffsetLimit);
     // The linear range in units of whole pixels, grouped only when it exceeds an int.
@@ -345,7 +345,7 @@ void var_threshold(cv::Mat src, cv::Mat mask, cv::Mat& dst, int maskWidth, int m
         dst.release();
         return;
     }
-    dst = cv::Mat::zeros(src.size(), CV_8UC1);
+    dst = freshZeros(src.size());
     if (!isComparison(type))
         return;
 
@@ -387,7 +387,7 @@ void fast_threshold(cv::Mat src, cv::Mat mask, cv::Mat& dst, int minGray, int ma
         dst.release();
         return;
     }
-    dst = cv::Mat::zeros(src.size(), CV_8UC1);
+    dst = freshZeros(src.size());
     const int rows = src.rows, cols = src.cols;
     if (minSize <= 0 || minSize >= rows)
         return;

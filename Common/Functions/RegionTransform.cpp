@@ -44,7 +44,7 @@ bool startFromOuterContours(const cv::Mat& src, cv::Mat& dst, std::vector<std::v
         dst.release();
         return false;
     }
-    dst = cv::Mat::zeros(src.size(), CV_8UC1);
+    dst = freshZeros(src.size());
     cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
     return true;
 }
