@@ -30,9 +30,11 @@
 // and t the offset or threshold: Light g >= r + t; Dark g <= r - t; Equal r - t <= g <= r + t;
 // NotEqual g < r - t or g > r + t; any other value selects nothing (dst stays all 0).
 //
-// An input these functions cannot use (src empty or not 8-bit single-channel; a reference
-// or non-empty mask that is not 8-bit single-channel of src's size) releases dst: the
-// caller sees an empty matrix.
+// dyn_threshold, var_threshold and fast_threshold replace dst by a newly allocated image,
+// so dst may be one of the inputs or a view into a larger image without being written
+// through. An input these functions cannot use (src empty or not 8-bit single-channel; a
+// reference or non-empty mask that is not 8-bit single-channel of src's size) releases dst:
+// the caller sees an empty matrix.
 // ---------------------------------------------------------------------------------------
 
 /// Band threshold: 255 where minGray <= src <= maxGray (both inclusive; the bounds may come
@@ -88,7 +90,9 @@ FUNCTIONS_EXPORT void groupingContours(const std::vector<std::vector<cv::Point>>
                                        const std::vector<cv::Vec4i>& hierarchy, QVector<ContourLayer>& layers);
 
 /// Paints the layer into image (made by the caller, normally all 0): the outer contour
-/// filled with 255, then each hole filled with 0. Islands inside holes are not painted.
+/// filled with 255, then each hole filled with 0. A hole's contour runs through the region
+/// pixels bordering it, so those pixels become 0 as well. Islands inside holes are not
+/// painted.
 /// image is not cleared. A layer with an index outside its contour list paints nothing.
 FUNCTIONS_EXPORT void getLayerMat_CCOMP(const ContourLayer& layer, cv::Mat& image);
 
@@ -104,7 +108,8 @@ FUNCTIONS_EXPORT cv::Point_<double> getContourFocus(const ContourLayer& layer);
 // Connection, selection, sorting
 // ---------------------------------------------------------------------------------------
 
-/// One image per region (255 with its holes at 0, src's size), in contour-finder order.
+/// One image per region (painted as getLayerMat_CCOMP does, src's size), in
+/// contour-finder order.
 /// regions is cleared first and stays empty for an empty or multi-channel image. Images
 /// of a depth the contour finder refuses raise cv::Exception.
 FUNCTIONS_EXPORT void connection(cv::Mat image, std::vector<cv::Mat>& regions);
@@ -151,14 +156,14 @@ FUNCTIONS_EXPORT bool sort_region(cv::Mat image, const QList<ContourLayer>& regi
 // Transforms and features
 // ---------------------------------------------------------------------------------------
 
-/// Replaces every region (outer contours only) by a filled shape in a fresh dst:
+/// Replaces every region (outer contours only) by a filled shape in a newly allocated dst:
 /// BoundingRectangle the upright bounding box, EnclosingCircle the minimum enclosing circle
 /// (centre rounded half to even, radius truncated), ConvexHull the convex hull; any other
 /// type leaves dst all 0. An empty or multi-channel src releases dst; depths the contour
 /// finder refuses raise cv::Exception. Parallel over the regions.
 FUNCTIONS_EXPORT void shape_trans(cv::Mat src, cv::Mat& dst, ShapeTransType type);
 
-/// Fills every hole: each outer contour is painted filled into a fresh dst. An empty or
+/// Fills every hole: each outer contour is painted filled into a newly allocated dst. An empty or
 /// multi-channel src releases dst; depths the contour finder refuses raise cv::Exception.
 FUNCTIONS_EXPORT void fill_up(cv::Mat src, cv::Mat& dst);
 
