@@ -5,4 +5,6 @@
 #include "FunctionsDef.h"
 
 #include "EdgeTools.h"
+#include "ImageSampling.h"
+#include "ProfileCore.h"
 #include "RoiShapes.h"
