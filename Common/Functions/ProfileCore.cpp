@@ -3,6 +3,7 @@
 #include "ProfileCore_p.h"
 #include "ToolSupport_p.h"
 
+#include <opencv2/core/hal/intrin.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <cmath>
@@ -72,38 +73,61 @@ void cutOneDimGaussianKernel(const float* src, int srcHalf, float* dst, int dstH
         dst[j] = static_cast<float>(centre[j] * scale);
 }
 
-namespace profile_core {
+namespace {
 
-void smoothProfile(float* data, int n, const float* kernel, int half, bool circular, float* padded)
+// Fills the half samples on either side of the profile held at padded[half .. half+n):
+// wrapped round when circular, the end samples repeated otherwise. Needs n > half, so
+// both only ever read samples of the profile itself.
+void padProfile(float* padded, int n, int half, bool circular)
 {
-    if (!data || !kernel || n < 1 || half < 0 || n < half + 1)
-        return;
-    // Since n > half, both paddings only ever read samples of the profile itself.
+    const float* data = padded + half;
     for (int k = 0; k < half; ++k) {
         padded[k] = circular ? data[n - half + k] : data[0];
         padded[half + n + k] = circular ? data[k] : data[n - 1];
     }
-    std::copy(data, data + n, padded + half);
+}
 
-    // Tap-major order keeps every sample's sum in increasing tap order, as a per-sample
-    // loop would, while the inner loop runs over samples and vectorises.
-    std::fill(data, data + n, 0.0f);
-    for (int j = 0; j <= 2 * half; ++j) {
-        const float tap = kernel[j];
-        const float* shifted = padded + j;
-        for (int i = 0; i < n; ++i)
-            data[i] += shifted[i] * tap;
+// out[i] = sum over taps j of padded[i + j] * kernel[j], summed in single precision in
+// increasing j. Eight samples at a time are accumulated tap by tap in two vector
+// registers: every lane keeps that summation order, and separate multiply and add
+// (never a fused multiply-add) keep every rounding of the plain loop.
+void convolvePadded(const float* padded, int n, const float* kernel, int half, float* out)
+{
+    const int taps = 2 * half + 1;
+    int i = 0;
+#if CV_SIMD128
+    for (; i + 8 <= n; i += 8) {
+        const float* window = padded + i;
+        cv::v_float32x4 tap = cv::v_setall_f32(kernel[0]);
+        cv::v_float32x4 low = cv::v_load(window) * tap;
+        cv::v_float32x4 high = cv::v_load(window + 4) * tap;
+        for (int j = 1; j < taps; ++j) {
+            tap = cv::v_setall_f32(kernel[j]);
+            low = low + cv::v_load(window + j) * tap;
+            high = high + cv::v_load(window + j + 4) * tap;
+        }
+        cv::v_store(out + i, low);
+        cv::v_store(out + i + 4, high);
+    }
+#endif
+    for (; i < n; ++i) {
+        float sum = padded[i] * kernel[0];
+        for (int j = 1; j < taps; ++j)
+            sum += padded[i + j] * kernel[j];
+        out[i] = sum;
     }
 }
 
-} // namespace profile_core
+} // namespace
 
 void oneDimArrayGaussianFilter(float* data, int n, const float* kernel, int half, bool circular)
 {
     if (!data || !kernel || n < 1 || half < 0 || n < half + 1)
         return;
     std::vector<float> padded(static_cast<size_t>(n) + 2 * static_cast<size_t>(half));
-    profile_core::smoothProfile(data, n, kernel, half, circular, padded.data());
+    std::copy(data, data + n, padded.begin() + half);
+    padProfile(padded.data(), n, half, circular);
+    convolvePadded(padded.data(), n, kernel, half, data);
 }
 
 void clcOneDimDeriv(float* src, float* dst, int n, bool circular)
@@ -146,6 +170,47 @@ void clcOneDimDerivDir(float* d, int n, ClcDirection dir, EdgeTransition t)
 
 namespace {
 
+// Largest value, never below 0; NaN never wins (a comparison with NaN is false). A
+// maximum does not depend on the order its values are met in, so the vector lanes give
+// the result of a plain scan.
+float largestNonNegative(const float* v, int n)
+{
+    float top = 0.0f;
+    int i = 0;
+#if CV_SIMD128
+    cv::v_float32x4 low = cv::v_setzero_f32(), high = cv::v_setzero_f32();
+    for (; i + 8 <= n; i += 8) {
+        const cv::v_float32x4 a = cv::v_load(v + i), b = cv::v_load(v + i + 4);
+        low = cv::v_select(a > low, a, low);
+        high = cv::v_select(b > high, b, high);
+    }
+    float lanes[8];
+    cv::v_store(lanes, low);
+    cv::v_store(lanes + 4, high);
+    for (float lane : lanes)
+        top = lane > top ? lane : top;
+#endif
+    for (; i < n; ++i)
+        top = v[i] > top ? v[i] : top;
+    return top;
+}
+
+// True when one of the n samples at v is at or above thr (NaN never is).
+bool anyAtOrAbove(const float* v, int n, float thr)
+{
+    int i = 0;
+#if CV_SIMD128
+    const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
+    for (; i + 4 <= n; i += 4)
+        if (cv::v_check_any(cv::v_load(v + i) >= threshold))
+            return true;
+#endif
+    for (; i < n; ++i)
+        if (v[i] >= thr)
+            return true;
+    return false;
+}
+
 // Centre of a flat top between two indices: the integer sum through float, halved.
 double plateauCentre(int a, int b)
 {
@@ -160,9 +225,7 @@ void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percen
     if (n < 2 || maxCount < 1 || !strength)
         return;
     const float* v = strength;
-    float top = 0.0f;
-    for (int i = 0; i < n; ++i)
-        top = v[i] > top ? v[i] : top;
+    const float top = largestNonNegative(v, n);
     if (minStrength > top)
         return;
     const float relative = percent / 100.0f * top;
@@ -175,15 +238,26 @@ void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percen
 
     // One loop for both senses: "ahead" is the next sample in scan order, "behind" the
     // previous one; the last sample of the scan has no look-ahead and gets no parabola.
+    // Samples below the threshold change nothing, so blocks without any sample at or above
+    // it are skipped whole.
+    constexpr int kBlock = 16;
     const bool forward = dir == LeftToRight;
     const int stride = forward ? 1 : -1;
     const int first = forward ? 0 : n - 1;
     const int last = forward ? n - 1 : 0;
+    const int blocks = (n - 1) / kBlock + 1;
     bool rising = true;
     int plateauStart = -1;
-    for (int i = first;; i += stride) {
-        // Written as "not at or above" so that NaN samples (and a NaN threshold) never pass.
-        if (v[i] >= thr) {
+    for (int b = 0; b < blocks; ++b) {
+        const int low = (forward ? b : blocks - 1 - b) * kBlock;
+        const int count = std::min(kBlock, n - low);
+        if (!anyAtOrAbove(v + low, count, thr))
+            continue;
+        for (int k = 0; k < count; ++k) {
+            const int i = forward ? low + k : low + count - 1 - k;
+            // Written as "not at or above" so that NaN samples (and a NaN threshold) never pass.
+            if (!(v[i] >= thr))
+                continue;
             if (i != first) {
                 const float slope = v[i] - v[i - stride];
                 if (slope > 0.0f)
@@ -215,8 +289,6 @@ void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percen
             if (emitted && positions.size() >= static_cast<size_t>(maxCount))
                 return;
         }
-        if (i == last)
-            return;
     }
 }
 
@@ -318,40 +390,93 @@ void findMaxValuePos(cv::Mat& response, int rowStart, int rowEnd, int colStart, 
 
 namespace {
 
-// Runs the caliper over `count` segments of `lines` (one row per line, segment s starting
-// at row s*step) and appends the edges. Sum is the integer type of the segment sums.
+// dst(c, r) = src(r, c) for an 8-bit single-channel image. Blocks of 16 x 16 bytes go
+// through four rounds of byte interleaving: each round rotates the 8-bit (row, column)
+// index of a block by one bit, so four rounds swap row and column. Much faster than a
+// byte-by-byte copy, which would cost more than the whole caliper on short profiles.
+void transposeBytes(const cv::Mat& src, cv::Mat& dst)
+{
+    dst.create(src.cols, src.rows, CV_8UC1);
+    int r = 0;
+#if CV_SIMD128
+    for (; r + 16 <= src.rows; r += 16) {
+        int c = 0;
+        for (; c + 16 <= src.cols; c += 16) {
+            cv::v_uint8x16 a[16], b[16];
+            for (int i = 0; i < 16; ++i)
+                a[i] = cv::v_load(src.ptr<uchar>(r + i) + c);
+            for (int round = 0; round < 2; ++round) {
+                for (int i = 0; i < 8; ++i)
+                    cv::v_zip(a[i], a[i + 8], b[2 * i], b[2 * i + 1]);
+                for (int i = 0; i < 8; ++i)
+                    cv::v_zip(b[i], b[i + 8], a[2 * i], a[2 * i + 1]);
+            }
+            for (int i = 0; i < 16; ++i)
+                cv::v_store(dst.ptr<uchar>(c + i) + r, a[i]);
+        }
+        for (; c < src.cols; ++c)
+            for (int i = 0; i < 16; ++i)
+                dst.ptr<uchar>(c)[r + i] = src.ptr<uchar>(r + i)[c];
+    }
+#endif
+    for (; r < src.rows; ++r) {
+        const uchar* row = src.ptr<uchar>(r);
+        for (int c = 0; c < src.cols; ++c)
+            dst.ptr<uchar>(c)[r] = row[c];
+    }
+}
+
+// What every segment of one caliper call shares.
+struct SegmentScan {
+    bool verticalProfiles;
+    ClcDirection direction; // of the one-dimensional steps: forward (0) or reverse
+    EdgeTransition transition;
+    int width;
+    int step;
+    int start;
+    int count;
+    const float* kernel;
+    int half;
+    float percent;
+    float minStrength;
+    int maxEdges;
+};
+
+// Runs the caliper over the segments of `lines` (one row per line, segment s starting at
+// row s*step) and appends their edges. Sum is the integer type of the segment sums.
 template <typename Sum>
-void scanSegments(const cv::Mat& lines, bool verticalProfiles, ClcDirection direction, EdgeTransition transition,
-                  int width, int step, int start, int count, const float* kernel, int half, float percent,
-                  float minStrength, int maxEdges, std::vector<cv::Point_<double>>& points)
+void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv::Point_<double>>& points)
 {
     const int length = lines.cols;
-    // One block for the profile, its derivative and the smoothing scratch, reused by
-    // every segment.
+    const int half = scan.half;
+    // One block for the padded raw profile, the smoothed one and its derivative, reused
+    // by every segment. The averages go straight between the paddings.
     std::vector<float> buffers(3 * static_cast<size_t>(length) + 2 * static_cast<size_t>(half));
-    float* profile = buffers.data();
+    float* padded = buffers.data();
+    float* profile = padded + length + 2 * half;
     float* derivative = profile + length;
-    float* padded = derivative + length;
     std::vector<double> positions;
 
     const profile_core::Summation summation =
-        step < width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
-    profile_core::SegmentAverager<Sum> averager(lines, width, step, summation);
-    for (int s = 0; s < count; ++s) {
-        averager.next(profile);
-        profile_core::smoothProfile(profile, length, kernel, half, false, padded);
+        scan.step < scan.width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
+    profile_core::SegmentAverager<Sum> averager(lines, scan.width, scan.step, summation);
+    for (int s = 0; s < scan.count; ++s) {
+        averager.next(padded + half);
+        padProfile(padded, length, half, false);
+        convolvePadded(padded, length, scan.kernel, half, profile);
         clcOneDimDeriv(profile, derivative, length, false);
-        clcOneDimDerivDir(derivative, length, direction, transition);
+        clcOneDimDerivDir(derivative, length, scan.direction, scan.transition);
         positions.clear();
-        oneDimEdgeExtraction(derivative, length, direction, percent, minStrength, maxEdges, positions);
+        oneDimEdgeExtraction(derivative, length, scan.direction, scan.percent, scan.minStrength, scan.maxEdges,
+                             positions);
 
-        const int64_t segmentStart = start + static_cast<int64_t>(s) * step;
-        const double centre = static_cast<double>(2 * segmentStart + width) * 0.5;
+        const int64_t segmentStart = scan.start + static_cast<int64_t>(s) * scan.step;
+        const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
         // Points carry single precision by definition: both coordinates go through float.
         const double across = static_cast<float>(centre);
         for (double p : positions) {
             const double along = static_cast<float>(p);
-            points.emplace_back(verticalProfiles ? across : along, verticalProfiles ? along : across);
+            points.emplace_back(scan.verticalProfiles ? across : along, scan.verticalProfiles ? along : across);
         }
     }
 }
@@ -388,26 +513,38 @@ void clcSegmentPoints(cv::Mat& strip, ClcDirection segmentAxis, ClcDirection sca
         cv::cvtColor(region, grey, cv::COLOR_RGB2GRAY);
     cv::Mat lines;
     if (verticalProfiles)
-        cv::transpose(grey, lines);
+        transposeBytes(grey, lines);
     else
         lines = grey;
 
+    SegmentScan scan;
+    scan.verticalProfiles = verticalProfiles;
+    scan.direction = verticalProfiles ? (scanDirection == TopToBottom ? LeftToRight : RightToLeft) : scanDirection;
+    scan.transition = transition;
+    scan.width = width;
+    scan.step = step;
+    scan.start = start;
+    scan.count = count;
+    scan.percent = percent;
+    scan.minStrength = minStrength;
+    scan.maxEdges = maxEdges;
+
+    // Profiles not longer than sigma get the kernel cut to fit them.
     const int length = lines.cols;
-    const float* kernel = getOneDimGaussianKernel(sigma);
-    int half = sigma;
     float cutKernel[2 * kMaxKernelHalf + 1];
+    scan.kernel = getOneDimGaussianKernel(sigma);
+    scan.half = sigma;
     if (length < sigma + 1) {
-        half = length - 1;
-        cutOneDimGaussianKernel(kernel, sigma, cutKernel, half);
-        kernel = cutKernel;
+        scan.half = length - 1;
+        cutOneDimGaussianKernel(scan.kernel, sigma, cutKernel, scan.half);
+        scan.kernel = cutKernel;
     }
 
-    const ClcDirection direction =
-        verticalProfiles ? (scanDirection == TopToBottom ? LeftToRight : RightToLeft) : scanDirection;
-    if (width <= profile_core::kMaxWidthFor32BitSums)
-        scanSegments<int32_t>(lines, verticalProfiles, direction, transition, width, step, start, count, kernel, half,
-                              percent, minStrength, maxEdges, points);
+    // The narrowest integer that holds a segment's sum keeps the summing loops widest.
+    if (width <= profile_core::kMaxWidthFor16BitSums)
+        scanSegments<int16_t>(lines, scan, points);
+    else if (width <= profile_core::kMaxWidthFor32BitSums)
+        scanSegments<int32_t>(lines, scan, points);
     else
-        scanSegments<int64_t>(lines, verticalProfiles, direction, transition, width, step, start, count, kernel, half,
-                              percent, minStrength, maxEdges, points);
+        scanSegments<int64_t>(lines, scan, points);
 }

@@ -14,10 +14,6 @@ namespace profile_core {
 /// Largest kernel half-width of the Gaussian table.
 constexpr int kMaxKernelHalf = 100;
 
-/// oneDimArrayGaussianFilter with a caller-provided scratch buffer of n + 2*half floats,
-/// so a caliper can smooth many profiles without allocating. Same preconditions.
-void smoothProfile(float* data, int n, const float* kernel, int half, bool circular, float* padded);
-
 /// How segment sums are formed. Both ways use exact integer sums, so they agree bit for bit.
 enum class Summation {
     Direct,        ///< every segment sums its own width lines
@@ -83,7 +79,8 @@ private:
     int64_t next_ = 0;
 };
 
-/// Widest segment whose sum of 8-bit values fits a 32-bit signed integer.
+/// Widest segments whose sums of 8-bit values fit a 16-bit and a 32-bit signed integer.
+constexpr int kMaxWidthFor16BitSums = INT16_MAX / 255;
 constexpr int kMaxWidthFor32BitSums = INT32_MAX / 255;
 
 } // namespace profile_core
