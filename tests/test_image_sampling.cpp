@@ -238,7 +238,7 @@ TEST(PolarWarp, LinearAndLogarithmicRadii)
 TEST(ImageAverages, ColumnsRowsAndChannels)
 {
     cv::Mat grey = (cv::Mat_<uchar>(2, 3) << 1, 2, 3, 4, 6, 9);
-    float cols[3], rows[2];
+    float cols[3], rows[3];
     getImageColAverage(grey, cols);
     getImageRowAverage(grey, rows);
     EXPECT_EQ(std::vector<float>(cols, cols + 3), (std::vector<float>{2.5f, 4.0f, 6.0f}));

@@ -267,7 +267,7 @@ void criticalPointsDetection(cv::Mat& image, double threshold, double sigma, std
             const double cxx = c[2][i], cxy = c[3][i], cyy = c[4][i];
             // Eigenvalues of the Hessian [[2cxx, cxy], [cxy, 2cyy]].
             const double mean = cxx + cyy;
-            const double radius = std::hypot(cxx - cyy, cxy);
+            const double radius = std::sqrt((cxx - cyy) * (cxx - cyy) + cxy * cxy);
             const double l1 = mean + radius;
             const double l2 = mean - radius;
             if (!(l1 * l2 < 0.0) || !(std::fabs(l1) > threshold) || !(std::fabs(l2) > threshold))
