@@ -4,7 +4,12 @@
 
 #include "FunctionsDef.h"
 
+#include "CaptureMapping.h"
+#include "CoordinateUtility.h"
 #include "EdgeTools.h"
+#include "Geometry.h"
 #include "ImageSampling.h"
+#include "MatchingResults.h"
 #include "ProfileCore.h"
 #include "RoiShapes.h"
+#include "SkewCorrection.h"

@@ -1,0 +1,201 @@
+#include "CliCommands.h"
+
+#include "CliTool.h"
+
+#include <QThreadPool>
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace cli {
+
+namespace {
+
+std::string choiceList(const ParamSpec& spec)
+{
+    std::string out;
+    for (size_t i = 0; i < spec.choices.size(); ++i)
+        out += (i ? "|" : "") + spec.choices[i];
+    return out;
+}
+
+std::string typeLabel(const ParamSpec& spec)
+{
+    switch (spec.type) {
+    case ParamType::Integer: return "int";
+    case ParamType::Number: return "number";
+    case ParamType::Boolean: return "bool";
+    case ParamType::Choice: return choiceList(spec);
+    }
+    return "";
+}
+
+bool isImageFile(const fs::path& path)
+{
+    std::string ext = path.extension().string();
+    std::transform(ext.begin(), ext.end(), ext.begin(), [](unsigned char c) { return std::tolower(c); });
+    for (const char* known : {".png", ".bmp", ".jpg", ".jpeg", ".tif", ".tiff"})
+        if (ext == known)
+            return true;
+    return false;
+}
+
+// Writes text to path through a temporary file, so a failure never leaves half a file.
+void writeWhole(const std::string& path, const std::string& text)
+{
+    const std::string temporary = path + ".tmp";
+    {
+        std::ofstream out(temporary, std::ios::trunc);
+        if (!(out << text) || !out.flush())
+            throw UsageError(path + ": cannot write");
+    }
+    std::error_code ec;
+    fs::rename(temporary, path, ec);
+    if (ec) {
+        fs::remove(temporary, ec);
+        throw UsageError(path + ": cannot write");
+    }
+}
+
+void drawProgress(size_t done, size_t total)
+{
+    const int width = 40;
+    const int filled = total ? static_cast<int>(width * done / total) : width;
+    std::fprintf(stderr, "\r[%s%s] %zu/%zu", std::string(filled, '#').c_str(), std::string(width - filled, '.').c_str(),
+                 done, total);
+    std::fflush(stderr);
+}
+
+} // namespace
+
+int listTools()
+{
+    for (const ToolDefinition& tool : tools()) {
+        std::printf("%s\n    %s\n", tool.name.c_str(), tool.summary.c_str());
+        if (!tool.roiKinds.empty()) {
+            std::string kinds;
+            for (const std::string& k : tool.roiKinds)
+                kinds += (kinds.empty() ? "" : ", ") + k;
+            std::printf("    roi: %s\n", kinds.c_str());
+        }
+        for (const ParamSpec& spec : tool.params)
+            std::printf("    %-16s %-40s default %-16s %s\n", spec.name.c_str(), typeLabel(spec).c_str(),
+                        spec.defaultValue.dump().c_str(), spec.help.c_str());
+        std::printf("\n");
+    }
+    return 0;
+}
+
+int runTool(const std::string& imagePath, const std::string& toolName, const std::string& paramsPath,
+            const std::string& overlayPath)
+{
+    const ToolDefinition& tool = findTool(toolName);
+    const json parameters = loadParameters(paramsPath);
+    const cv::Mat image = loadImage(imagePath);
+    ToolInput input = prepareInput(tool, parameters, image, paramsPath);
+
+    ToolResult result;
+    const json record = runRecord(tool, input, imagePath, result);
+    if (!overlayPath.empty()) {
+        cv::Mat picture;
+        cv::cvtColor(image, picture, image.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_RGB2BGR);
+        if (tool.draw)
+            tool.draw(picture, input, result);
+        bool written = false;
+        try {
+            written = cv::imwrite(overlayPath, picture);
+        } catch (const cv::Exception&) {
+            written = false;
+        }
+        if (!written)
+            throw UsageError(overlayPath + ": cannot write the overlay picture (use a .png path in a writable folder)");
+    }
+    std::cout << record.dump(2) << std::endl;
+    return 0;
+}
+
+int runBatch(const std::string& folder, const std::string& paramsPath, const std::string& toolName, int jobs,
+             const std::string& outPath)
+{
+    const ToolDefinition& tool = findTool(toolName);
+    const json parameters = loadParameters(paramsPath);
+    if (jobs < 1)
+        throw UsageError("--jobs must be at least 1, got " + std::to_string(jobs));
+
+    std::error_code ec;
+    if (!fs::is_directory(folder, ec))
+        throw UsageError(folder + ": not a folder");
+    std::vector<std::string> images;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder, ec))
+        if (entry.is_regular_file() && isImageFile(entry.path()))
+            images.push_back(entry.path().string());
+    if (images.empty())
+        throw UsageError(folder + ": no images (png, bmp, jpg, tif) found");
+    std::sort(images.begin(), images.end());
+
+    // Settings errors are the same for every image: report them once, before any work.
+    prepareInput(tool, parameters, loadImage(images.front()), paramsPath);
+
+    std::vector<json> records(images.size());
+    std::vector<double> times(images.size(), 0.0);
+    std::vector<char> failed(images.size(), 0);
+    std::atomic<size_t> done{0};
+    QThreadPool pool;
+    pool.setMaxThreadCount(jobs);
+    for (size_t i = 0; i < images.size(); ++i) {
+        pool.start([&, i] {
+            try {
+                const cv::Mat image = loadImage(images[i]);
+                ToolInput input = prepareInput(tool, parameters, image, paramsPath);
+                ToolResult result;
+                records[i] = runRecord(tool, input, images[i], result);
+                times[i] = result.microseconds;
+                failed[i] = result.success ? 0 : 1;
+            } catch (const std::exception& e) {
+                records[i] = {{"tool", tool.name}, {"image", {{"path", images[i]}}}, {"success", false},
+                              {"error", e.what()}};
+                failed[i] = 1;
+            }
+            ++done;
+        });
+    }
+    const bool showProgress = isatty(STDERR_FILENO);
+    while (!pool.waitForDone(100))
+        if (showProgress)
+            drawProgress(done.load(), images.size());
+    if (showProgress) {
+        drawProgress(images.size(), images.size());
+        std::fprintf(stderr, "\n");
+    }
+
+    std::string lines;
+    for (const json& r : records)
+        lines += r.dump() + "\n";
+    if (outPath.empty())
+        std::cout << lines << std::flush;
+    else
+        writeWhole(outPath, lines);
+
+    size_t failures = 0, worst = 0;
+    double total = 0;
+    for (size_t i = 0; i < images.size(); ++i) {
+        failures += failed[i];
+        total += times[i];
+        if (times[i] > times[worst])
+            worst = i;
+    }
+    std::fprintf(stderr, "batch: %zu images, %zu failed, mean %.1f us, worst %.1f us (%s)\n", images.size(), failures,
+                 total / images.size(), times[worst], fs::path(images[worst]).filename().c_str());
+    return 0;
+}
+
+} // namespace cli
