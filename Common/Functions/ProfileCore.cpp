@@ -451,10 +451,14 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
     const int half = scan.half;
     // One block for the padded raw profile, the smoothed one and its derivative, reused
     // by every segment. The averages go straight between the paddings.
-    std::vector<float> buffers(3 * static_cast<size_t>(length) + 2 * static_cast<size_t>(half));
+    // Each part starts on a cache line (OpenCV's buffers are 64-byte aligned), so that
+    // the vector loops do not straddle lines by accident of the lengths.
+    const size_t paddedSize = cv::alignSize(static_cast<size_t>(length) + 2 * static_cast<size_t>(half), 16);
+    const size_t profileSize = cv::alignSize(static_cast<size_t>(length), 16);
+    cv::AutoBuffer<float, 1> buffers(paddedSize + 2 * profileSize);
     float* padded = buffers.data();
-    float* profile = padded + length + 2 * half;
-    float* derivative = profile + length;
+    float* profile = padded + paddedSize;
+    float* derivative = profile + profileSize;
     std::vector<double> positions;
 
     const profile_core::Summation summation =

@@ -1,7 +1,7 @@
 #pragma once
 
-// Internals of the profile core shared between its sources (not installed). The segment
-// averager is header-only so the tests can drive both of its summation ways directly.
+// Internals of the profile core (not installed). The segment averager is header-only so
+// that the tests can drive both of its summation ways directly.
 
 #include <opencv2/core.hpp>
 
