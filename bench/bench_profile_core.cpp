@@ -86,10 +86,10 @@ void segmentScan(benchmark::State& state, bool verticalProfiles)
         state.SkipWithError("not one edge per segment");
 
     double caliperTime = 1e9, readTime = 1e9, convertTime = 1e9;
-    for (int round = 0; round < 20; ++round) {
-        caliperTime = std::min(caliperTime, fastestSecondsPerCall(caliper, 50, 1));
-        readTime = std::min(readTime, fastestSecondsPerCall(read, 50, 1));
-        convertTime = std::min(convertTime, fastestSecondsPerCall(convert, 50, 1));
+    for (int round = 0; round < 100; ++round) {
+        caliperTime = std::min(caliperTime, fastestSecondsPerCall(caliper, 100, 1));
+        readTime = std::min(readTime, fastestSecondsPerCall(read, 100, 1));
+        convertTime = std::min(convertTime, fastestSecondsPerCall(convert, 100, 1));
     }
     state.counters["segments"] = static_cast<double>(points.size());
     state.counters["caliper_us"] = caliperTime * 1e6;

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <type_traits>
 
 using profile_core::kMaxKernelHalf;
 
@@ -149,23 +150,63 @@ void clcOneDimDeriv(float* src, float* dst, int n, bool circular)
     }
 }
 
+namespace {
+
+// Edge strength of a difference already oriented along the scan (positive: brighter
+// further on), for the polarity Transition.
+template <int Transition>
+float strengthOf(float x)
+{
+    if (Transition == LightToDark)
+        return x < 0.0f ? -x : 0.0f;
+    if (Transition == DarkToLight)
+        return x < 0.0f ? 0.0f : x;
+    return std::fabs(x);
+}
+
+// Calls f with the polarity as a compile-time constant, so that each loop is branch-free
+// and vectorises; values outside the enumeration act as BothTransitions.
+template <typename F>
+void withTransition(EdgeTransition t, F&& f)
+{
+    if (t == LightToDark)
+        f(std::integral_constant<int, LightToDark>());
+    else if (t == DarkToLight)
+        f(std::integral_constant<int, DarkToLight>());
+    else
+        f(std::integral_constant<int, BothTransitions>());
+}
+
+// The non-circular derivative of src turned into edge strength in one pass: the same
+// values as clcOneDimDeriv followed by clcOneDimDerivDir. sign is -1 for a reverse scan
+// (multiplying by -1 negates exactly).
+void derivativeStrength(const float* src, float* dst, int n, float sign, EdgeTransition t)
+{
+    withTransition(t, [&](auto transition) {
+        constexpr int kTransition = decltype(transition)::value;
+        if (n == 1) {
+            dst[0] = strengthOf<kTransition>(0.0f * sign);
+            return;
+        }
+        dst[0] = strengthOf<kTransition>((src[1] - src[0]) * sign);
+        for (int i = 1; i < n - 1; ++i)
+            dst[i] = strengthOf<kTransition>((src[i + 1] - src[i - 1]) * sign);
+        dst[n - 1] = strengthOf<kTransition>((src[n - 1] - src[n - 2]) * sign);
+    });
+}
+
+} // namespace
+
 void clcOneDimDerivDir(float* d, int n, ClcDirection dir, EdgeTransition t)
 {
     if (n < 1 || !d)
         return;
-    if (dir == RightToLeft)
+    // Only RightToLeft negates; TopToBottom and BottomToTop are not scan senses here.
+    const float sign = dir == RightToLeft ? -1.0f : 1.0f;
+    withTransition(t, [&](auto transition) {
         for (int i = 0; i < n; ++i)
-            d[i] = -d[i];
-    if (t == LightToDark) {
-        for (int i = 0; i < n; ++i)
-            d[i] = d[i] < 0.0f ? -d[i] : 0.0f;
-    } else if (t == DarkToLight) {
-        for (int i = 0; i < n; ++i)
-            d[i] = d[i] < 0.0f ? 0.0f : d[i];
-    } else {
-        for (int i = 0; i < n; ++i)
-            d[i] = std::fabs(d[i]);
-    }
+            d[i] = strengthOf<decltype(transition)::value>(d[i] * sign);
+    });
 }
 
 namespace {
@@ -468,8 +509,8 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
         averager.next(padded + half);
         padProfile(padded, length, half, false);
         convolvePadded(padded, length, scan.kernel, half, profile);
-        clcOneDimDeriv(profile, derivative, length, false);
-        clcOneDimDerivDir(derivative, length, scan.direction, scan.transition);
+        derivativeStrength(profile, derivative, length, scan.direction == RightToLeft ? -1.0f : 1.0f,
+                           scan.transition);
         positions.clear();
         oneDimEdgeExtraction(derivative, length, scan.direction, scan.percent, scan.minStrength, scan.maxEdges,
                              positions);
