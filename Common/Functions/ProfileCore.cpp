@@ -1,0 +1,595 @@
+#include "ProfileCore.h"
+
+#include "ProfileCore_p.h"
+#include "ToolSupport_p.h"
+
+#include <opencv2/core/hal/intrin.hpp>
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <type_traits>
+
+using profile_core::kMaxKernelHalf;
+
+namespace {
+
+// All kernels in one block: kernel k has 2k+1 taps and starts at k*k, the number of taps
+// of the kernels before it.
+class GaussianKernelTable {
+public:
+    GaussianKernelTable() : taps_((kMaxKernelHalf + 1) * (kMaxKernelHalf + 1))
+    {
+        taps_[0] = 1.0f;
+        for (int k = 1; k <= kMaxKernelHalf; ++k) {
+            float* kernel = &taps_[k * k];
+            const int n = 2 * k + 1;
+            const double sigma = 0.3 * (k - 1) + 0.8;
+            // Taps are stored as float before normalising, and the sum is of the unrounded
+            // weights: both roundings are part of the published table values.
+            double sum = 0.0;
+            for (int j = 0; j < n; ++j) {
+                const double x = j - (n - 1) * 0.5;
+                const double w = std::exp(-0.5 * x * x / (sigma * sigma));
+                kernel[j] = static_cast<float>(w);
+                sum += w;
+            }
+            const double scale = 1.0 / sum;
+            for (int j = 0; j < n; ++j)
+                kernel[j] = static_cast<float>(kernel[j] * scale);
+        }
+    }
+
+    const float* kernel(int k) const { return &taps_[k * k]; }
+
+private:
+    std::vector<float> taps_;
+};
+
+} // namespace
+
+const float* getOneDimGaussianKernel(int k)
+{
+    if (k < 0 || k > kMaxKernelHalf)
+        return nullptr;
+    // A function-local static is initialised exactly once even when the first calls race.
+    static const GaussianKernelTable table;
+    return table.kernel(k);
+}
+
+void cutOneDimGaussianKernel(const float* src, int srcHalf, float* dst, int dstHalf)
+{
+    if (!src || !dst || dstHalf < 0 || dstHalf >= srcHalf)
+        return;
+    const float* centre = src + (srcHalf - dstHalf);
+    const int n = 2 * dstHalf + 1;
+    double sum = 0.0;
+    for (int j = 0; j < n; ++j)
+        sum += centre[j];
+    if (sum == 0.0)
+        return;
+    const double scale = 1.0 / sum;
+    for (int j = 0; j < n; ++j)
+        dst[j] = static_cast<float>(centre[j] * scale);
+}
+
+namespace {
+
+// Fills the half samples on either side of the profile held at padded[half .. half+n):
+// wrapped round when circular, the end samples repeated otherwise. Needs n > half, so
+// both only ever read samples of the profile itself.
+void padProfile(float* padded, int n, int half, bool circular)
+{
+    const float* data = padded + half;
+    for (int k = 0; k < half; ++k) {
+        padded[k] = circular ? data[n - half + k] : data[0];
+        padded[half + n + k] = circular ? data[k] : data[n - 1];
+    }
+}
+
+// out[i] = sum over taps j of padded[i + j] * kernel[j], summed in single precision in
+// increasing j. Eight samples at a time are accumulated tap by tap in two vector
+// registers: every lane keeps that summation order, and separate multiply and add
+// (never a fused multiply-add) keep every rounding of the plain loop.
+void convolvePadded(const float* padded, int n, const float* kernel, int half, float* out)
+{
+    const int taps = 2 * half + 1;
+    int i = 0;
+#if CV_SIMD128
+    for (; i + 8 <= n; i += 8) {
+        const float* window = padded + i;
+        cv::v_float32x4 tap = cv::v_setall_f32(kernel[0]);
+        cv::v_float32x4 low = cv::v_load(window) * tap;
+        cv::v_float32x4 high = cv::v_load(window + 4) * tap;
+        for (int j = 1; j < taps; ++j) {
+            tap = cv::v_setall_f32(kernel[j]);
+            low = low + cv::v_load(window + j) * tap;
+            high = high + cv::v_load(window + j + 4) * tap;
+        }
+        cv::v_store(out + i, low);
+        cv::v_store(out + i + 4, high);
+    }
+#endif
+    for (; i < n; ++i) {
+        float sum = padded[i] * kernel[0];
+        for (int j = 1; j < taps; ++j)
+            sum += padded[i + j] * kernel[j];
+        out[i] = sum;
+    }
+}
+
+} // namespace
+
+void oneDimArrayGaussianFilter(float* data, int n, const float* kernel, int half, bool circular)
+{
+    if (!data || !kernel || n < 1 || half < 0 || n < half + 1)
+        return;
+    std::vector<float> padded(static_cast<size_t>(n) + 2 * static_cast<size_t>(half));
+    std::copy(data, data + n, padded.begin() + half);
+    padProfile(padded.data(), n, half, circular);
+    convolvePadded(padded.data(), n, kernel, half, data);
+}
+
+void clcOneDimDeriv(float* src, float* dst, int n, bool circular)
+{
+    if (n <= 0 || !src || !dst)
+        return;
+    if (n == 1) {
+        dst[0] = 0.0f;
+        return;
+    }
+    for (int i = 1; i < n - 1; ++i)
+        dst[i] = src[i + 1] - src[i - 1];
+    if (circular) {
+        dst[0] = src[1] - src[n - 1];
+        dst[n - 1] = src[0] - src[n - 2];
+    } else {
+        dst[0] = src[1] - src[0];
+        dst[n - 1] = src[n - 1] - src[n - 2];
+    }
+}
+
+namespace {
+
+// Edge strength of a difference already oriented along the scan (positive: brighter
+// further on), for the polarity Transition.
+template <int Transition>
+float strengthOf(float x)
+{
+    if (Transition == LightToDark)
+        return x < 0.0f ? -x : 0.0f;
+    if (Transition == DarkToLight)
+        return x < 0.0f ? 0.0f : x;
+    return std::fabs(x);
+}
+
+// Calls f with the polarity as a compile-time constant, so that each loop is branch-free
+// and vectorises; values outside the enumeration act as BothTransitions.
+template <typename F>
+void withTransition(EdgeTransition t, F&& f)
+{
+    if (t == LightToDark)
+        f(std::integral_constant<int, LightToDark>());
+    else if (t == DarkToLight)
+        f(std::integral_constant<int, DarkToLight>());
+    else
+        f(std::integral_constant<int, BothTransitions>());
+}
+
+// The non-circular derivative of src turned into edge strength in one pass: the same
+// values as clcOneDimDeriv followed by clcOneDimDerivDir. sign is -1 for a reverse scan
+// (multiplying by -1 negates exactly).
+void derivativeStrength(const float* src, float* dst, int n, float sign, EdgeTransition t)
+{
+    withTransition(t, [&](auto transition) {
+        constexpr int kTransition = decltype(transition)::value;
+        if (n == 1) {
+            dst[0] = strengthOf<kTransition>(0.0f * sign);
+            return;
+        }
+        dst[0] = strengthOf<kTransition>((src[1] - src[0]) * sign);
+        for (int i = 1; i < n - 1; ++i)
+            dst[i] = strengthOf<kTransition>((src[i + 1] - src[i - 1]) * sign);
+        dst[n - 1] = strengthOf<kTransition>((src[n - 1] - src[n - 2]) * sign);
+    });
+}
+
+} // namespace
+
+void clcOneDimDerivDir(float* d, int n, ClcDirection dir, EdgeTransition t)
+{
+    if (n < 1 || !d)
+        return;
+    // Only RightToLeft negates; TopToBottom and BottomToTop are not scan senses here.
+    const float sign = dir == RightToLeft ? -1.0f : 1.0f;
+    withTransition(t, [&](auto transition) {
+        for (int i = 0; i < n; ++i)
+            d[i] = strengthOf<decltype(transition)::value>(d[i] * sign);
+    });
+}
+
+namespace {
+
+// Largest value, never below 0; NaN never wins (a comparison with NaN is false). A
+// maximum does not depend on the order its values are met in, so the vector lanes give
+// the result of a plain scan.
+float largestNonNegative(const float* v, int n)
+{
+    float top = 0.0f;
+    int i = 0;
+#if CV_SIMD128
+    cv::v_float32x4 low = cv::v_setzero_f32(), high = cv::v_setzero_f32();
+    for (; i + 8 <= n; i += 8) {
+        const cv::v_float32x4 a = cv::v_load(v + i), b = cv::v_load(v + i + 4);
+        low = cv::v_select(a > low, a, low);
+        high = cv::v_select(b > high, b, high);
+    }
+    float lanes[8];
+    cv::v_store(lanes, low);
+    cv::v_store(lanes + 4, high);
+    for (float lane : lanes)
+        top = lane > top ? lane : top;
+#endif
+    for (; i < n; ++i)
+        top = v[i] > top ? v[i] : top;
+    return top;
+}
+
+// True when one of the n samples at v is at or above thr (NaN never is).
+bool anyAtOrAbove(const float* v, int n, float thr)
+{
+    int i = 0;
+#if CV_SIMD128
+    const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
+    for (; i + 4 <= n; i += 4)
+        if (cv::v_check_any(cv::v_load(v + i) >= threshold))
+            return true;
+#endif
+    for (; i < n; ++i)
+        if (v[i] >= thr)
+            return true;
+    return false;
+}
+
+// Centre of a flat top between two indices: the integer sum through float, halved.
+double plateauCentre(int a, int b)
+{
+    return static_cast<float>(static_cast<int64_t>(a) + b) * 0.5f;
+}
+
+} // namespace
+
+void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
+                          std::vector<double>& positions)
+{
+    if (n < 2 || maxCount < 1 || !strength)
+        return;
+    const float* v = strength;
+    const float top = largestNonNegative(v, n);
+    if (minStrength > top)
+        return;
+    const float relative = percent / 100.0f * top;
+    const float thr = relative > minStrength ? relative : minStrength;
+
+    // More positions than samples cannot come, so a huge maxCount reserves no more.
+    const size_t wanted = static_cast<size_t>(std::min(maxCount, n));
+    if (positions.capacity() < wanted)
+        positions.reserve(wanted);
+
+    // One loop for both senses: "ahead" is the next sample in scan order, "behind" the
+    // previous one; the last sample of the scan has no look-ahead and gets no parabola.
+    // Samples below the threshold change nothing, so blocks without any sample at or above
+    // it are skipped whole.
+    constexpr int kBlock = 16;
+    const bool forward = dir == LeftToRight;
+    const int stride = forward ? 1 : -1;
+    const int first = forward ? 0 : n - 1;
+    const int last = forward ? n - 1 : 0;
+    const int blocks = (n - 1) / kBlock + 1;
+    bool rising = true;
+    int plateauStart = -1;
+    for (int b = 0; b < blocks; ++b) {
+        const int low = (forward ? b : blocks - 1 - b) * kBlock;
+        const int count = std::min(kBlock, n - low);
+        if (!anyAtOrAbove(v + low, count, thr))
+            continue;
+        for (int k = 0; k < count; ++k) {
+            const int i = forward ? low + k : low + count - 1 - k;
+            // Written as "not at or above" so that NaN samples (and a NaN threshold) never pass.
+            if (!(v[i] >= thr))
+                continue;
+            if (i != first) {
+                const float slope = v[i] - v[i - stride];
+                if (slope > 0.0f)
+                    rising = true;
+                else if (slope < 0.0f)
+                    rising = false;
+            }
+            bool emitted = false;
+            if (i == last) {
+                if (rising) {
+                    positions.push_back(plateauStart < 0 ? static_cast<double>(i) : plateauCentre(i, plateauStart));
+                    plateauStart = -1;
+                    emitted = true;
+                }
+            } else if (rising) {
+                const float ahead = v[i + stride];
+                if (ahead > v[i]) {
+                    plateauStart = -1;
+                } else if (ahead == v[i]) {
+                    if (plateauStart < 0)
+                        plateauStart = i;
+                } else if (v[i] > ahead) {
+                    positions.push_back(plateauStart < 0 ? oneDimEdgeParabolaExtremum(v, n, i)
+                                                         : plateauCentre(i, plateauStart));
+                    plateauStart = -1;
+                    emitted = true;
+                }
+            }
+            if (emitted && positions.size() >= static_cast<size_t>(maxCount))
+                return;
+        }
+    }
+}
+
+float oneDimEdgeParabolaExtremum(const float* strength, int n, int i)
+{
+    if (!strength || i <= 0 || i >= n - 1)
+        return static_cast<float>(i);
+    const float vertex = static_cast<float>(threePointParabolaExtremum(
+        {i - 1.0, strength[i - 1]}, {static_cast<double>(i), strength[i]}, {i + 1.0, strength[i + 1]}));
+    return std::isnan(vertex) ? static_cast<float>(i) : vertex;
+}
+
+namespace {
+
+// Solves y = a*x^2 + b*x + c through three points; false for degenerate abscissas.
+bool solveParabola(const cv::Point_<double>& p0, const cv::Point_<double>& p1, const cv::Point_<double>& p2,
+                   double& a, double& b, double& c)
+{
+    const double d1 = p0.x * p0.x - p1.x * p1.x;
+    const double d2 = p1.x * p1.x - p2.x * p2.x;
+    const double det = (p0.x - p1.x) * d2 - (p1.x - p2.x) * d1;
+    if (det == 0.0 || d1 == 0.0)
+        return false;
+    b = ((p0.y - p1.y) * d2 - (p1.y - p2.y) * d1) / det;
+    a = ((p0.y - p1.y) - (p0.x - p1.x) * b) / d1;
+    c = p0.y - a * p0.x * p0.x - b * p0.x;
+    return true;
+}
+
+} // namespace
+
+void threePointParabola(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_<double> p2, double& a, double& b,
+                        double& c)
+{
+    double sa, sb, sc;
+    if (solveParabola(p0, p1, p2, sa, sb, sc)) {
+        a = sa;
+        b = sb;
+        c = sc;
+    }
+}
+
+double threePointParabolaExtremum(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_<double> p2)
+{
+    double a, b, c;
+    if (!solveParabola(p0, p1, p2, a, b, c) || a == 0.0)
+        return 0.0;
+    return -b / (2.0 * a);
+}
+
+double parabolaExtremum(double a, double b)
+{
+    return a == 0.0 ? 0.0 : -b / (a + a);
+}
+
+int findMinMaxPos(std::vector<double>& values, bool findMin)
+{
+    if (values.empty())
+        return -1;
+    double lowest = std::numeric_limits<double>::max();
+    double highest = std::numeric_limits<double>::min(); // smallest positive normal, kept so
+    int lowestAt = 0;
+    int highestAt = 0;
+    const int n = static_cast<int>(std::min<size_t>(values.size(), std::numeric_limits<int>::max()));
+    for (int i = 1; i < n; ++i) {
+        if (values[i] < lowest) {
+            lowest = values[i];
+            lowestAt = i;
+        }
+        if (values[i] > highest) {
+            highest = values[i];
+            highestAt = i;
+        }
+    }
+    return findMin ? lowestAt : highestAt;
+}
+
+void findMaxValuePos(cv::Mat& response, int rowStart, int rowEnd, int colStart, int colEnd, int& maxRow,
+                     int& maxCol)
+{
+    if (response.type() != CV_32FC1 || response.dims != 2)
+        return;
+    rowStart = std::max(rowStart, 0);
+    colStart = std::max(colStart, 0);
+    rowEnd = std::min(rowEnd, response.rows);
+    colEnd = std::min(colEnd, response.cols);
+    float best = -std::numeric_limits<float>::max();
+    for (int r = rowStart; r < rowEnd; ++r) {
+        const float* row = response.ptr<float>(r);
+        for (int c = colStart; c < colEnd; ++c) {
+            if (row[c] > best) {
+                best = row[c];
+                maxRow = r;
+                maxCol = c;
+            }
+        }
+    }
+}
+
+namespace {
+
+// dst(c, r) = src(r, c) for an 8-bit single-channel image. Blocks of 16 x 16 bytes go
+// through four rounds of byte interleaving: each round rotates the 8-bit (row, column)
+// index of a block by one bit, so four rounds swap row and column. Much faster than a
+// byte-by-byte copy, which would cost more than the whole caliper on short profiles.
+void transposeBytes(const cv::Mat& src, cv::Mat& dst)
+{
+    dst.create(src.cols, src.rows, CV_8UC1);
+    int r = 0;
+#if CV_SIMD128
+    for (; r + 16 <= src.rows; r += 16) {
+        int c = 0;
+        for (; c + 16 <= src.cols; c += 16) {
+            cv::v_uint8x16 a[16], b[16];
+            for (int i = 0; i < 16; ++i)
+                a[i] = cv::v_load(src.ptr<uchar>(r + i) + c);
+            for (int round = 0; round < 2; ++round) {
+                for (int i = 0; i < 8; ++i)
+                    cv::v_zip(a[i], a[i + 8], b[2 * i], b[2 * i + 1]);
+                for (int i = 0; i < 8; ++i)
+                    cv::v_zip(b[i], b[i + 8], a[2 * i], a[2 * i + 1]);
+            }
+            for (int i = 0; i < 16; ++i)
+                cv::v_store(dst.ptr<uchar>(c + i) + r, a[i]);
+        }
+        for (; c < src.cols; ++c)
+            for (int i = 0; i < 16; ++i)
+                dst.ptr<uchar>(c)[r + i] = src.ptr<uchar>(r + i)[c];
+    }
+#endif
+    for (; r < src.rows; ++r) {
+        const uchar* row = src.ptr<uchar>(r);
+        for (int c = 0; c < src.cols; ++c)
+            dst.ptr<uchar>(c)[r] = row[c];
+    }
+}
+
+// What every segment of one caliper call shares.
+struct SegmentScan {
+    bool verticalProfiles;
+    ClcDirection direction; // of the one-dimensional steps: forward (0) or reverse
+    EdgeTransition transition;
+    int width;
+    int step;
+    int start;
+    int count;
+    const float* kernel;
+    int half;
+    float percent;
+    float minStrength;
+    int maxEdges;
+};
+
+// Runs the caliper over the segments of `lines` (one row per line, segment s starting at
+// row s*step) and appends their edges. Sum is the integer type of the segment sums.
+template <typename Sum>
+void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv::Point_<double>>& points)
+{
+    const int length = lines.cols;
+    const int half = scan.half;
+    // One block for the padded raw profile, the smoothed one and its derivative, reused
+    // by every segment. The averages go straight between the paddings.
+    // Each part starts on a cache line (OpenCV's buffers are 64-byte aligned), so that
+    // the vector loops do not straddle lines by accident of the lengths.
+    const size_t paddedSize = cv::alignSize(static_cast<size_t>(length) + 2 * static_cast<size_t>(half), 16);
+    const size_t profileSize = cv::alignSize(static_cast<size_t>(length), 16);
+    cv::AutoBuffer<float, 1> buffers(paddedSize + 2 * profileSize);
+    float* padded = buffers.data();
+    float* profile = padded + paddedSize;
+    float* derivative = profile + profileSize;
+    std::vector<double> positions;
+
+    const profile_core::Summation summation =
+        scan.step < scan.width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
+    profile_core::SegmentAverager<Sum> averager(lines, scan.width, scan.step, summation);
+    for (int s = 0; s < scan.count; ++s) {
+        averager.next(padded + half);
+        padProfile(padded, length, half, false);
+        convolvePadded(padded, length, scan.kernel, half, profile);
+        derivativeStrength(profile, derivative, length, scan.direction == RightToLeft ? -1.0f : 1.0f,
+                           scan.transition);
+        positions.clear();
+        oneDimEdgeExtraction(derivative, length, scan.direction, scan.percent, scan.minStrength, scan.maxEdges,
+                             positions);
+
+        const int64_t segmentStart = scan.start + static_cast<int64_t>(s) * scan.step;
+        const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
+        // Points carry single precision by definition: both coordinates go through float.
+        const double across = static_cast<float>(centre);
+        for (double p : positions) {
+            const double along = static_cast<float>(p);
+            points.emplace_back(scan.verticalProfiles ? across : along, scan.verticalProfiles ? along : across);
+        }
+    }
+}
+
+} // namespace
+
+void clcSegmentPoints(cv::Mat& strip, ClcDirection segmentAxis, ClcDirection scanDirection, EdgeTransition transition,
+                      int width, int step, int start, int maxSegments, int sigma, float percent, float minStrength,
+                      std::vector<cv::Point_<double>>& points, int maxEdges)
+{
+    if (!tool_support::isReadableImage(strip) || strip.dims != 2 || width < 1 || step < 1 || start < 0 ||
+        maxSegments < 1 || sigma < 0 || sigma > kMaxKernelHalf || maxEdges < 1)
+        return;
+
+    const bool verticalProfiles = segmentAxis == LeftToRight;
+    const int64_t extent = static_cast<int64_t>(verticalProfiles ? strip.cols : strip.rows) - start;
+    if (extent < width)
+        return;
+    // The cap is the larger of maxSegments and the row count, deliberately: maxSegments
+    // only limits beyond the row count, which hosts have come to rely on.
+    const int64_t cap = std::max(maxSegments, strip.rows);
+    const int count = static_cast<int>(std::min<int64_t>((extent - width) / step + 1, cap));
+    if (points.capacity() < static_cast<size_t>(count))
+        points.reserve(count);
+
+    // Only the lines that some segment covers are converted; vertical bands are turned
+    // into rows so that one row-wise averager serves both axes.
+    const int used = static_cast<int>(static_cast<int64_t>(step) * (count - 1) + width);
+    cv::Mat region = verticalProfiles ? strip.colRange(start, start + used) : strip.rowRange(start, start + used);
+    cv::Mat grey;
+    if (region.channels() == 1)
+        grey = region;
+    else
+        cv::cvtColor(region, grey, cv::COLOR_RGB2GRAY);
+    cv::Mat lines;
+    if (verticalProfiles)
+        transposeBytes(grey, lines);
+    else
+        lines = grey;
+
+    SegmentScan scan;
+    scan.verticalProfiles = verticalProfiles;
+    scan.direction = verticalProfiles ? (scanDirection == TopToBottom ? LeftToRight : RightToLeft) : scanDirection;
+    scan.transition = transition;
+    scan.width = width;
+    scan.step = step;
+    scan.start = start;
+    scan.count = count;
+    scan.percent = percent;
+    scan.minStrength = minStrength;
+    scan.maxEdges = maxEdges;
+
+    // Profiles not longer than sigma get the kernel cut to fit them.
+    const int length = lines.cols;
+    float cutKernel[2 * kMaxKernelHalf + 1];
+    scan.kernel = getOneDimGaussianKernel(sigma);
+    scan.half = sigma;
+    if (length < sigma + 1) {
+        scan.half = length - 1;
+        cutOneDimGaussianKernel(scan.kernel, sigma, cutKernel, scan.half);
+        scan.kernel = cutKernel;
+    }
+
+    // The narrowest integer that holds a segment's sum keeps the summing loops widest.
+    if (width <= profile_core::kMaxWidthFor16BitSums)
+        scanSegments<int16_t>(lines, scan, points);
+    else if (width <= profile_core::kMaxWidthFor32BitSums)
+        scanSegments<int32_t>(lines, scan, points);
+    else
+        scanSegments<int64_t>(lines, scan, points);
+}

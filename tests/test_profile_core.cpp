@@ -1,0 +1,543 @@
+#include <Functions.h>
+
+#include "ProfileCore_p.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/imgproc.hpp>
+
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <thread>
+
+namespace {
+
+std::vector<double> extract(std::vector<float> v, ClcDirection dir, float percent, float minStrength, int maxCount)
+{
+    std::vector<double> positions;
+    oneDimEdgeExtraction(v.data(), static_cast<int>(v.size()), dir, percent, minStrength, maxCount, positions);
+    return positions;
+}
+
+std::vector<cv::Point2d> segmentPoints(cv::Mat strip, int segmentAxis, int scanDirection, int transition, int width,
+                                       int step, int start = 0, int maxSegments = 1024, int sigma = 1,
+                                       float percent = 50, float minStrength = 5, int maxEdges = 1)
+{
+    std::vector<cv::Point2d> points;
+    clcSegmentPoints(strip, static_cast<ClcDirection>(segmentAxis), static_cast<ClcDirection>(scanDirection),
+                     static_cast<EdgeTransition>(transition), width, step, start, maxSegments, sigma, percent,
+                     minStrength, points, maxEdges);
+    return points;
+}
+
+// Grey strip dark (20) left of column `edge`, bright (200) from it on.
+cv::Mat verticalStep(cv::Size size, int edge)
+{
+    cv::Mat strip(size, CV_8U, cv::Scalar(20));
+    strip.colRange(edge, size.width).setTo(200);
+    return strip;
+}
+
+} // namespace
+
+// Must stay the only test of this program that touches the kernel table: every test runs
+// in its own process, so here the eight threads really race to build it.
+TEST(GaussianKernelTable, FirstUseFromEightThreadsIsBuiltOnce)
+{
+    constexpr int kThreads = 8;
+    std::atomic<int> ready{0};
+    std::vector<const float*> seen(kThreads * 101);
+    // What each thread read right after receiving a kernel; kernel k at offset k*k.
+    std::vector<std::vector<float>> copies(kThreads, std::vector<float>(101 * 101));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < kThreads; ++t) {
+        threads.emplace_back([&, t] {
+            ++ready;
+            while (ready.load() < kThreads) {
+            }
+            for (int k = 0; k <= 100; ++k) {
+                const int kernel = (k + 13 * t) % 101; // each thread starts elsewhere
+                const float* taps = getOneDimGaussianKernel(kernel);
+                seen[t * 101 + kernel] = taps;
+                std::copy(taps, taps + 2 * kernel + 1, copies[t].begin() + kernel * kernel);
+            }
+        });
+    }
+    for (std::thread& thread : threads)
+        thread.join();
+    for (int t = 1; t < kThreads; ++t) {
+        for (int k = 0; k <= 100; ++k)
+            EXPECT_EQ(seen[t * 101 + k], seen[k]) << "thread " << t << " kernel " << k;
+        EXPECT_EQ(copies[t], copies[0]);
+    }
+    EXPECT_NEAR(copies[0][5 * 5 + 5], 0.200565, 5e-7);
+}
+
+TEST(GaussianKernelTable, TellingValuesSymmetryAndSums)
+{
+    const float* k0 = getOneDimGaussianKernel(0);
+    ASSERT_NE(k0, nullptr);
+    EXPECT_EQ(k0[0], 1.0f);
+
+    const struct {
+        int k;
+        std::vector<double> firstTaps; // up to and including the centre
+    } rows[] = {
+        {1, {0.238994, 0.522011}},
+        {2, {0.070766, 0.244460, 0.369546}},
+        {3, {0.028995, 0.103818, 0.223173, 0.288026}},
+    };
+    for (const auto& row : rows)
+        for (size_t j = 0; j < row.firstTaps.size(); ++j)
+            EXPECT_NEAR(getOneDimGaussianKernel(row.k)[j], row.firstTaps[j], 5e-7) << "k " << row.k << " tap " << j;
+    EXPECT_NEAR(getOneDimGaussianKernel(5)[5], 0.200565, 5e-7);
+    EXPECT_NEAR(getOneDimGaussianKernel(10)[10], 0.114282, 5e-7);
+    EXPECT_NEAR(getOneDimGaussianKernel(100)[100], 0.013093, 5e-7);
+
+    for (int k = 1; k <= 100; ++k) {
+        const float* kernel = getOneDimGaussianKernel(k);
+        double sum = 0;
+        for (int j = 0; j <= 2 * k; ++j) {
+            sum += kernel[j];
+            EXPECT_EQ(kernel[j], kernel[2 * k - j]) << "k " << k;
+        }
+        EXPECT_NEAR(sum, 1.0, 2e-6) << "k " << k;
+        // Neighbouring taps of the centre fix sigma = 0.3 (k - 1) + 0.8.
+        const double sigma = 0.3 * (k - 1) + 0.8;
+        EXPECT_NEAR(kernel[k + 1] / kernel[k], std::exp(-0.5 / (sigma * sigma)), 1e-6) << "k " << k;
+    }
+    EXPECT_EQ(getOneDimGaussianKernel(101), nullptr);
+    EXPECT_EQ(getOneDimGaussianKernel(-1), nullptr);
+    EXPECT_EQ(getOneDimGaussianKernel(std::numeric_limits<int>::min()), nullptr);
+}
+
+TEST(GaussianKernelTable, CuttingKeepsTheCentreRenormalised)
+{
+    const float* kernel5 = getOneDimGaussianKernel(5);
+    float cut[5];
+    cutOneDimGaussianKernel(kernel5, 5, cut, 2);
+    double sum = 0;
+    for (int j = 0; j < 5; ++j)
+        sum += cut[j];
+    EXPECT_NEAR(sum, 1.0, 1e-6);
+    for (int j = 0; j < 5; ++j)
+        EXPECT_NEAR(cut[j] / cut[2], kernel5[3 + j] / kernel5[5], 1e-6);
+
+    // Untouched: equal or larger half-width, a negative one, a zero-sum centre, null buffers.
+    const std::vector<float> sentinel(5, -7.0f);
+    std::vector<float> dst = sentinel;
+    cutOneDimGaussianKernel(kernel5, 5, dst.data(), 5);
+    cutOneDimGaussianKernel(getOneDimGaussianKernel(1), 1, dst.data(), 2);
+    cutOneDimGaussianKernel(kernel5, 5, dst.data(), -1);
+    const float hollow[3] = {0.5f, 0.0f, 0.5f};
+    cutOneDimGaussianKernel(hollow, 1, dst.data(), 0);
+    cutOneDimGaussianKernel(nullptr, 5, dst.data(), 0);
+    EXPECT_EQ(dst, sentinel);
+    cutOneDimGaussianKernel(kernel5, 5, nullptr, 0);
+}
+
+TEST(GaussianSmoothing, PaddingAndImpulseResponse)
+{
+    const float* kernel1 = getOneDimGaussianKernel(1);
+    const float k0 = kernel1[0], k1 = kernel1[1];
+
+    for (bool circular : {false, true}) {
+        std::vector<float> flat(9, 37.0f);
+        oneDimArrayGaussianFilter(flat.data(), 9, getOneDimGaussianKernel(4), 4, circular);
+        for (float v : flat)
+            EXPECT_NEAR(v, 37.0f, 1e-4f);
+    }
+
+    // An impulse gives the kernel back, centred on it.
+    std::vector<float> impulse(21, 0.0f);
+    impulse[10] = 1.0f;
+    oneDimArrayGaussianFilter(impulse.data(), 21, getOneDimGaussianKernel(3), 3, false);
+    for (int i = 0; i < 21; ++i)
+        EXPECT_EQ(impulse[i], std::abs(i - 10) <= 3 ? getOneDimGaussianKernel(3)[i - 7] : 0.0f) << i;
+
+    // Replication repeats each end sample; wrapping mixes the first and last samples.
+    std::vector<float> replicated = {10, 0, 0, 0, 20};
+    std::vector<float> wrapped = replicated;
+    oneDimArrayGaussianFilter(replicated.data(), 5, kernel1, 1, false);
+    oneDimArrayGaussianFilter(wrapped.data(), 5, kernel1, 1, true);
+    EXPECT_FLOAT_EQ(replicated[0], 10 * k0 + 10 * k1);
+    EXPECT_FLOAT_EQ(replicated[4], 20 * k1 + 20 * k0);
+    EXPECT_FLOAT_EQ(wrapped[0], 20 * k0 + 10 * k1);
+    EXPECT_FLOAT_EQ(wrapped[4], 20 * k1 + 10 * k0);
+    EXPECT_EQ(replicated[2], 0.0f);
+
+    // Profiles not longer than the half-width, and invalid arguments, are left alone.
+    std::vector<float> shortProfile = {1, 5, 2};
+    oneDimArrayGaussianFilter(shortProfile.data(), 3, getOneDimGaussianKernel(3), 3, false);
+    oneDimArrayGaussianFilter(shortProfile.data(), 3, kernel1, -1, false);
+    oneDimArrayGaussianFilter(shortProfile.data(), 3, nullptr, 1, false);
+    oneDimArrayGaussianFilter(shortProfile.data(), -3, kernel1, 1, false);
+    EXPECT_EQ(shortProfile, (std::vector<float>{1, 5, 2}));
+    oneDimArrayGaussianFilter(nullptr, 0, kernel1, 1, false);
+    oneDimArrayGaussianFilter(nullptr, 5, kernel1, 1, true);
+}
+
+TEST(Derivative, DifferencesAndStrength)
+{
+    std::vector<float> src = {1, 4, 9, 16};
+    std::vector<float> d(4);
+    clcOneDimDeriv(src.data(), d.data(), 4, false);
+    EXPECT_EQ(d, (std::vector<float>{3, 8, 12, 7})); // interior not halved, ends one-sided
+    clcOneDimDeriv(src.data(), d.data(), 4, true);
+    EXPECT_EQ(d, (std::vector<float>{-12, 8, 12, -8}));
+    float single = 5;
+    clcOneDimDeriv(&single, &single, 1, false);
+    EXPECT_EQ(single, 0.0f);
+    clcOneDimDeriv(nullptr, nullptr, 0, false);
+
+    const struct {
+        int dir, transition;
+        std::vector<float> expected;
+    } cases[] = {
+        {LeftToRight, DarkToLight, {0, 0, 3}},  {LeftToRight, LightToDark, {2, 0, 0}},
+        {RightToLeft, DarkToLight, {2, 0, 0}},  {RightToLeft, LightToDark, {0, 0, 3}},
+        {LeftToRight, BothTransitions, {2, 0, 3}}, {RightToLeft, 7, {2, 0, 3}},
+        {TopToBottom, DarkToLight, {0, 0, 3}}, // only RightToLeft negates
+    };
+    for (const auto& c : cases) {
+        std::vector<float> strength = {-2, 0, 3};
+        clcOneDimDerivDir(strength.data(), 3, static_cast<ClcDirection>(c.dir),
+                          static_cast<EdgeTransition>(c.transition));
+        EXPECT_EQ(strength, c.expected) << "dir " << c.dir << " transition " << c.transition;
+    }
+    clcOneDimDerivDir(nullptr, 0, RightToLeft, LightToDark);
+}
+
+TEST(EdgeExtraction, PeaksPlateausAndEnds)
+{
+    // Parabola vertex through (1, 1), (2, 4), (3, 3) is 2.25, in either sense.
+    EXPECT_EQ(extract({0, 1, 4, 3, 0}, LeftToRight, 50, 0, 5), (std::vector<double>{2.25}));
+    EXPECT_EQ(extract({0, 1, 4, 3, 0}, RightToLeft, 50, 0, 5), (std::vector<double>{2.25}));
+
+    // A flat top over 10..12 gives its centre, not a vertex.
+    std::vector<float> flatTop(20, 0.0f);
+    flatTop[8] = 1;
+    flatTop[9] = 3;
+    flatTop[10] = flatTop[11] = flatTop[12] = 5;
+    flatTop[13] = 2;
+    EXPECT_EQ(extract(flatTop, LeftToRight, 50, 0, 5), (std::vector<double>{11.0}));
+    EXPECT_EQ(extract(flatTop, RightToLeft, 50, 0, 5), (std::vector<double>{11.0}));
+
+    // End samples are edges without a parabola.
+    EXPECT_EQ(extract({5, 3, 1, 0}, LeftToRight, 10, 0, 5), (std::vector<double>{0.0}));
+    EXPECT_EQ(extract({0, 1, 3, 5}, LeftToRight, 10, 0, 5), (std::vector<double>{3.0}));
+    EXPECT_EQ(extract({0, 1, 3, 5}, RightToLeft, 10, 0, 5), (std::vector<double>{3.0}));
+    EXPECT_EQ(extract({5, 3, 1, 0}, RightToLeft, 10, 0, 5), (std::vector<double>{0.0}));
+
+    // All zero: one plateau from the first sample to the last, reported at its centre.
+    EXPECT_EQ(extract(std::vector<float>(10, 0.0f), LeftToRight, 0, 0, 5), (std::vector<double>{4.5}));
+    EXPECT_EQ(extract(std::vector<float>(10, 0.0f), RightToLeft, 0, 0, 5), (std::vector<double>{4.5}));
+
+    // Thresholds: minStrength above the top gives nothing even at 0 percent; equal passes.
+    EXPECT_TRUE(extract({0, 1, 4, 3, 0}, LeftToRight, 0, 4.5f, 5).empty());
+    EXPECT_EQ(extract({0, 1, 4, 3, 0}, LeftToRight, 0, 4.0f, 5).size(), 1u);
+    EXPECT_TRUE(extract({0, 1, 4, 3, 0}, LeftToRight, std::nanf(""), std::nanf(""), 5).empty());
+}
+
+TEST(EdgeExtraction, CountsFollowScanOrderAndAppend)
+{
+    std::vector<float> twoPeaks(20, 0.0f);
+    twoPeaks[4] = 1, twoPeaks[5] = 3, twoPeaks[6] = 1;
+    twoPeaks[14] = 4, twoPeaks[15] = 9, twoPeaks[16] = 4;
+    EXPECT_EQ(extract(twoPeaks, LeftToRight, 10, 0, 1), (std::vector<double>{5.0})); // first, not strongest
+    EXPECT_EQ(extract(twoPeaks, RightToLeft, 10, 0, 1), (std::vector<double>{15.0}));
+    EXPECT_EQ(extract(twoPeaks, LeftToRight, 10, 0, 9), (std::vector<double>{5.0, 15.0}));
+    EXPECT_EQ(extract(twoPeaks, RightToLeft, 10, 0, 9), (std::vector<double>{15.0, 5.0}));
+    EXPECT_TRUE(extract(twoPeaks, LeftToRight, 10, 0, 0).empty());
+    EXPECT_TRUE(extract({7}, LeftToRight, 0, 0, 5).empty());
+
+    std::vector<double> positions = {-1.0};
+    oneDimEdgeExtraction(twoPeaks.data(), 20, LeftToRight, 10, 0, std::numeric_limits<int>::max(), positions);
+    EXPECT_EQ(positions, (std::vector<double>{-1.0, 5.0, 15.0}));
+    EXPECT_LT(positions.capacity(), 100u); // a huge maxCount does not reserve as much
+    oneDimEdgeExtraction(nullptr, 0, LeftToRight, 10, 0, 5, positions);
+    EXPECT_EQ(positions.size(), 3u);
+}
+
+TEST(EdgeExtraction, ReverseScanMirrorsForwardScan)
+{
+    // Small integer values make plateaus and equal neighbours common.
+    cv::RNG rng(7);
+    for (int trial = 0; trial < 500; ++trial) {
+        const int n = 2 + rng.uniform(0, 30);
+        std::vector<float> v(n), mirrored(n);
+        for (int i = 0; i < n; ++i)
+            v[i] = static_cast<float>(rng.uniform(0, 5));
+        std::copy(v.rbegin(), v.rend(), mirrored.begin());
+        const float percent = static_cast<float>(rng.uniform(0, 100));
+        const int maxCount = rng.uniform(1, 6);
+        const std::vector<double> reverse = extract(v, RightToLeft, percent, 0, maxCount);
+        const std::vector<double> forward = extract(mirrored, LeftToRight, percent, 0, maxCount);
+        ASSERT_EQ(reverse.size(), forward.size()) << "trial " << trial;
+        for (size_t k = 0; k < reverse.size(); ++k)
+            EXPECT_NEAR(reverse[k], n - 1 - forward[k], 1e-5) << "trial " << trial;
+    }
+}
+
+TEST(Parabola, VertexAndDegenerateCases)
+{
+    // y = 2x^2 - 3x + 1
+    const auto y = [](double x) { return 2 * x * x - 3 * x + 1; };
+    double a = 0, b = 0, c = 0;
+    threePointParabola({-1, y(-1)}, {0.5, y(0.5)}, {4, y(4)}, a, b, c);
+    EXPECT_NEAR(a, 2, 1e-12);
+    EXPECT_NEAR(b, -3, 1e-12);
+    EXPECT_NEAR(c, 1, 1e-12);
+    EXPECT_NEAR(threePointParabolaExtremum({-1, y(-1)}, {0.5, y(0.5)}, {4, y(4)}), 0.75, 1e-12);
+    EXPECT_DOUBLE_EQ(parabolaExtremum(2, -3), 0.75);
+    EXPECT_EQ(parabolaExtremum(0, 5), 0.0);
+
+    // Repeated abscissas, and abscissas of equal square (x0 = -x1), are degenerate.
+    a = b = c = 9;
+    threePointParabola({1, 1}, {1, 2}, {3, 5}, a, b, c);
+    threePointParabola({-1, 1}, {1, 2}, {3, 5}, a, b, c);
+    EXPECT_EQ(a, 9);
+    EXPECT_EQ(b, 9);
+    EXPECT_EQ(c, 9);
+    EXPECT_EQ(threePointParabolaExtremum({1, 1}, {1, 2}, {3, 5}), 0.0);
+    EXPECT_EQ(threePointParabolaExtremum({0, 1}, {1, 2}, {2, 3}), 0.0); // a straight line
+
+    const float rising[] = {1.0f, 2.0f, 2.9f};
+    EXPECT_NEAR(oneDimEdgeParabolaExtremum(rising, 3, 1), 10.5f, 1e-3f); // no clamp to [0, 2]
+    EXPECT_EQ(oneDimEdgeParabolaExtremum(rising, 3, 0), 0.0f);
+    EXPECT_EQ(oneDimEdgeParabolaExtremum(rising, 3, 2), 2.0f);
+    EXPECT_EQ(oneDimEdgeParabolaExtremum(rising, 3, 7), 7.0f);
+    EXPECT_EQ(oneDimEdgeParabolaExtremum(rising, 3, -4), -4.0f);
+    const float infinite[] = {INFINITY, INFINITY, 1.0f};
+    EXPECT_EQ(oneDimEdgeParabolaExtremum(infinite, 3, 1), 1.0f); // NaN vertex
+}
+
+TEST(ExtremeSearch, FirstExtremeFromIndexOne)
+{
+    std::vector<double> values;
+    EXPECT_EQ(findMinMaxPos(values, true), -1);
+    values = {5};
+    EXPECT_EQ(findMinMaxPos(values, false), 0);
+    values = {9, 1, 7, 1, 7};
+    EXPECT_EQ(findMinMaxPos(values, true), 1);
+    EXPECT_EQ(findMinMaxPos(values, false), 2); // element 0 is never compared
+    values = {3, -1, 0, -2};
+    EXPECT_EQ(findMinMaxPos(values, false), 0); // the maximum starts above zero
+    EXPECT_EQ(findMinMaxPos(values, true), 3);
+
+    cv::Mat response = (cv::Mat_<float>(3, 4) << 0, 1, 2, 3, 4, 5, 9, 7, -1, 9, 6, 5);
+    int row = -5, col = -5;
+    findMaxValuePos(response, 0, 3, 0, 4, row, col);
+    EXPECT_EQ(cv::Point(col, row), cv::Point(2, 1)); // first of the equal maxima
+    findMaxValuePos(response, 2, 3, 0, 2, row, col);
+    EXPECT_EQ(cv::Point(col, row), cv::Point(1, 2));
+    findMaxValuePos(response, -10, 100, 3, 100, row, col); // clipped to the matrix
+    EXPECT_EQ(cv::Point(col, row), cv::Point(3, 1));
+
+    row = col = -5;
+    findMaxValuePos(response, 2, 2, 0, 4, row, col);
+    cv::Mat bytes(3, 4, CV_8U, cv::Scalar(1));
+    findMaxValuePos(bytes, 0, 3, 0, 4, row, col);
+    cv::Mat negative(2, 2, CV_32F, cv::Scalar(-std::numeric_limits<float>::max()));
+    findMaxValuePos(negative, 0, 2, 0, 2, row, col);
+    EXPECT_EQ(cv::Point(col, row), cv::Point(-5, -5));
+}
+
+TEST(SegmentPoints, BandLayoutAndAxes)
+{
+    // Vertical bands of width 10, step 5 over 30 columns; the edge runs across at row 20.
+    cv::Mat strip(40, 30, CV_8U, cv::Scalar(30));
+    strip.rowRange(20, 40).setTo(180);
+    std::vector<cv::Point2d> points = segmentPoints(strip, LeftToRight, TopToBottom, DarkToLight, 10, 5);
+    ASSERT_EQ(points.size(), 5u);
+    for (size_t s = 0; s < 5; ++s) {
+        EXPECT_EQ(points[s].x, 5.0 + 5 * s);
+        EXPECT_NEAR(points[s].y, 19.5, 0.01);
+    }
+    // Reverse scan of vertical profiles: any value but TopToBottom.
+    EXPECT_TRUE(segmentPoints(strip, LeftToRight, BottomToTop, DarkToLight, 10, 5).empty());
+    EXPECT_EQ(segmentPoints(strip, LeftToRight, LeftToRight, LightToDark, 10, 5).size(), 5u);
+    // start shifts the bands; a strip narrower than width after start gives nothing.
+    points = segmentPoints(strip, LeftToRight, TopToBottom, DarkToLight, 10, 5, 3);
+    ASSERT_EQ(points.size(), 4u);
+    EXPECT_EQ(points[0].x, 8.0);
+    EXPECT_TRUE(segmentPoints(strip, LeftToRight, TopToBottom, DarkToLight, 10, 5, 21).empty());
+    EXPECT_EQ(segmentPoints(strip, LeftToRight, TopToBottom, DarkToLight, 10, 5, 20).size(), 1u);
+
+    // Horizontal bands across a vertical step: x at the step, y at the band centre.
+    cv::Mat vertical = verticalStep({60, 24}, 31);
+    points = segmentPoints(vertical, TopToBottom, LeftToRight, DarkToLight, 8, 8);
+    ASSERT_EQ(points.size(), 3u);
+    for (size_t s = 0; s < 3; ++s) {
+        EXPECT_NEAR(points[s].x, 30.5, 0.01);
+        EXPECT_EQ(points[s].y, 4.0 + 8 * s);
+    }
+    EXPECT_TRUE(segmentPoints(vertical, TopToBottom, RightToLeft, DarkToLight, 8, 8).empty());
+    EXPECT_EQ(segmentPoints(vertical, TopToBottom, RightToLeft, LightToDark, 8, 8).size(), 3u);
+
+    // A colour strip is read with the first channel weighted as red: of a first-channel
+    // step at 20 and a third-channel step at 40, the first is the stronger edge.
+    cv::Mat colour(24, 60, CV_8UC3, cv::Scalar(0, 0, 0));
+    colour.colRange(20, 60).setTo(cv::Scalar(255, 0, 0));
+    colour.colRange(40, 60).setTo(cv::Scalar(255, 0, 255));
+    cv::Mat grey;
+    cv::cvtColor(colour, grey, cv::COLOR_RGB2GRAY);
+    points = segmentPoints(colour, TopToBottom, LeftToRight, DarkToLight, 8, 8);
+    ASSERT_EQ(points.size(), 3u);
+    EXPECT_NEAR(points[0].x, 19.5, 0.01);
+    EXPECT_EQ(points, segmentPoints(grey, TopToBottom, LeftToRight, DarkToLight, 8, 8));
+}
+
+TEST(SegmentPoints, SegmentCapAndAppending)
+{
+    // The cap is the larger of maxSegments and the row count.
+    cv::Mat across(30, 200, CV_8U, cv::Scalar(20));
+    across.rowRange(15, 30).setTo(200);
+    EXPECT_EQ(segmentPoints(across, LeftToRight, TopToBottom, DarkToLight, 1, 1, 0, 5).size(), 30u);
+    EXPECT_EQ(segmentPoints(across, LeftToRight, TopToBottom, DarkToLight, 1, 1, 0, 100).size(), 100u);
+    EXPECT_EQ(segmentPoints(across, LeftToRight, TopToBottom, DarkToLight, 1, 1, 0, 1000).size(), 200u);
+
+    // Points are appended, never cleared: a bright bar gives two edges per call.
+    cv::Mat bar(10, 60, CV_8U, cv::Scalar(20));
+    bar.colRange(20, 40).setTo(200);
+    std::vector<cv::Point2d> collected = {{-1, -1}};
+    for (int call = 0; call < 2; ++call)
+        clcSegmentPoints(bar, TopToBottom, LeftToRight, BothTransitions, 10, 10, 0, 1024, 1, 50, 5, collected, 5);
+    ASSERT_EQ(collected.size(), 5u);
+    EXPECT_EQ(collected[0], cv::Point2d(-1, -1));
+    EXPECT_EQ(collected[1], collected[3]);
+    EXPECT_EQ(collected[2], collected[4]);
+}
+
+TEST(SegmentPoints, WideBandsDoNotOverflowTheirSums)
+{
+    // Bands of up to 300 full-scale lines, overlapping or not: the step is found where it is.
+    cv::Mat strip = verticalStep({40, 600}, 17);
+    strip.colRange(17, 40).setTo(255);
+    for (int width : {127, 128, 129, 300})
+        for (int step : {width / 2, width}) {
+            const auto points = segmentPoints(strip, TopToBottom, LeftToRight, DarkToLight, width, step);
+            ASSERT_EQ(points.size(), static_cast<size_t>((600 - width) / step + 1)) << width;
+            for (const cv::Point2d& p : points)
+                EXPECT_NEAR(p.x, 16.5, 0.01) << width;
+        }
+}
+
+TEST(SegmentPoints, SlidingAndDirectSumsAgreeBitForBit)
+{
+    using profile_core::SegmentAverager;
+    using profile_core::Summation;
+    cv::RNG rng(11);
+    for (int trial = 0; trial < 200; ++trial) {
+        const int width = rng.uniform(1, 40);
+        const int step = rng.uniform(1, width + 3);
+        const int count = rng.uniform(1, 30);
+        cv::Mat lines(step * (count - 1) + width, rng.uniform(1, 70), CV_8U);
+        rng.fill(lines, cv::RNG::UNIFORM, 0, 256);
+        SegmentAverager<int32_t> sliding(lines, width, step, Summation::SlidingWindow);
+        SegmentAverager<int32_t> direct(lines, width, step, Summation::Direct);
+        SegmentAverager<int16_t> narrow(lines, width, step, Summation::SlidingWindow);
+        SegmentAverager<int64_t> wide(lines, width, step, Summation::SlidingWindow);
+        std::vector<float> a(lines.cols), b(lines.cols), c(lines.cols), d(lines.cols);
+        for (int s = 0; s < count; ++s) {
+            sliding.next(a.data());
+            direct.next(b.data());
+            narrow.next(c.data());
+            wide.next(d.data());
+            ASSERT_EQ(a, b) << "trial " << trial << " segment " << s;
+            ASSERT_EQ(a, c) << "trial " << trial << " segment " << s;
+            ASSERT_EQ(a, d) << "trial " << trial << " segment " << s;
+            const cv::Mat segment = lines.rowRange(s * step, s * step + width);
+            EXPECT_NEAR(a[0], cv::mean(segment.col(0))[0], 1e-4);
+        }
+    }
+}
+
+TEST(SegmentPoints, MatchesThePipelineOfTheExportedFunctions)
+{
+    // The caliper's internal shortcuts (sliding sums, in-place padding, the one-pass
+    // derivative strength) against plain calls of the exported functions, on random strips
+    // including profiles shorter than the kernel.
+    cv::RNG rng(23);
+    for (int trial = 0; trial < 300; ++trial) {
+        const bool vertical = rng.uniform(0, 2) == 0;
+        cv::Mat strip(rng.uniform(1, 40), rng.uniform(1, 40), CV_8U);
+        rng.fill(strip, cv::RNG::UNIFORM, 0, 256);
+        cv::GaussianBlur(strip, strip, cv::Size(0, 0), 1.0);
+        const int width = rng.uniform(1, 10), step = rng.uniform(1, 10), start = rng.uniform(0, 3);
+        const int scan = rng.uniform(0, 2), transition = rng.uniform(0, 3), sigma = rng.uniform(0, 8);
+        const int maxEdges = rng.uniform(1, 5);
+        const float percent = static_cast<float>(rng.uniform(0, 60));
+        const auto points = segmentPoints(strip, vertical ? LeftToRight : TopToBottom,
+                                          vertical ? (scan ? BottomToTop : TopToBottom) : scan, transition, width,
+                                          step, start, 1024, sigma, percent, 0, maxEdges);
+
+        const cv::Mat lines = vertical ? cv::Mat(strip.t()) : strip;
+        const int length = lines.cols;
+        const int half = std::min(sigma, length - 1);
+        std::vector<float> kernel(getOneDimGaussianKernel(sigma), getOneDimGaussianKernel(sigma) + 2 * sigma + 1);
+        cutOneDimGaussianKernel(getOneDimGaussianKernel(sigma), sigma, kernel.data(), half);
+        std::vector<cv::Point2d> expected;
+        for (int a = start; a + width <= lines.rows; a += step) {
+            std::vector<float> profile(length), derivative(length);
+            for (int j = 0; j < length; ++j) {
+                int sum = 0;
+                for (int k = a; k < a + width; ++k)
+                    sum += lines.at<uchar>(k, j);
+                profile[j] = static_cast<float>(sum) * static_cast<float>(1.0 / width);
+            }
+            oneDimArrayGaussianFilter(profile.data(), length, kernel.data(), half, false);
+            clcOneDimDeriv(profile.data(), derivative.data(), length, false);
+            const ClcDirection dir = scan ? RightToLeft : LeftToRight;
+            clcOneDimDerivDir(derivative.data(), length, dir, static_cast<EdgeTransition>(transition));
+            std::vector<double> positions;
+            oneDimEdgeExtraction(derivative.data(), length, dir, percent, 0, maxEdges, positions);
+            for (double p : positions)
+                expected.push_back(vertical ? cv::Point2d(a + width * 0.5, p) : cv::Point2d(p, a + width * 0.5));
+        }
+        ASSERT_EQ(points, expected) << "trial " << trial;
+    }
+}
+
+TEST(SegmentPoints, BadArgumentsAddNothing)
+{
+    cv::Mat strip = verticalStep({40, 20}, 20);
+    const std::vector<cv::Point2d> sentinel = {{7, 7}};
+    const auto call = [&](cv::Mat image, int width, int step, int start, int maxSegments, int sigma,
+                          int maxEdges, float percent = 50) {
+        std::vector<cv::Point2d> points = sentinel;
+        clcSegmentPoints(image, TopToBottom, LeftToRight, DarkToLight, width, step, start, maxSegments, sigma,
+                         percent, 5, points, maxEdges);
+        return points;
+    };
+    EXPECT_EQ(call(strip, 4, 4, 0, 10, 1, 1).size(), 6u); // the reference call works
+    EXPECT_EQ(call(cv::Mat(), 4, 4, 0, 10, 1, 1), sentinel);
+    EXPECT_EQ(call(cv::Mat(20, 40, CV_16U, cv::Scalar(9)), 4, 4, 0, 10, 1, 1), sentinel);
+    EXPECT_EQ(call(cv::Mat(20, 40, CV_8UC2, cv::Scalar(9)), 4, 4, 0, 10, 1, 1), sentinel);
+    EXPECT_EQ(call(strip, 21, 4, 0, 10, 1, 1), sentinel);
+    EXPECT_EQ(call(strip, 4, 4, 0, 10, 101, 1), sentinel);
+    EXPECT_EQ(call(strip, 4, 4, 0, 10, 1, 1, std::nanf("")).size(), 6u); // NaN percent: minStrength rules
+
+    const int extremes[] = {std::numeric_limits<int>::min(), -1, 0, 1, 3, 19, 20, 21, 100,
+                            std::numeric_limits<int>::max()};
+    const int sigmas[] = {-1, 0, 7, 100, 101};
+    int round = 0;
+    for (int width : extremes)
+        for (int step : extremes)
+            for (int start : extremes)
+                for (int other : extremes) {
+                    const int sigma = sigmas[round++ % 5];
+                    const auto points = call(strip, width, step, start, other, sigma, other);
+                    if (width < 1 || step < 1 || start < 0 || other < 1 || sigma < 0 || sigma > 100) {
+                        ASSERT_EQ(points, sentinel);
+                        continue;
+                    }
+                    for (size_t k = 1; k < points.size(); ++k) {
+                        ASSERT_GE(points[k].x, 0);
+                        ASSERT_LE(points[k].x, 39);
+                        ASSERT_GE(points[k].y, 0);
+                        ASSERT_LE(points[k].y, 20);
+                    }
+                }
+}
