@@ -21,10 +21,9 @@ void expectPointNear(cv::Point2d actual, cv::Point2d expected, double tolerance)
 TEST(Geometry, VectorProductsAndLineCoefficients)
 {
     EXPECT_DOUBLE_EQ(Length({1, 2}, {4, 6}), 5.0);
-    // (3, 1) x (1, 2) = 5 and (3, 1) . (1, 2) = 5, from shifted origins.
-    EXPECT_DOUBLE_EQ(calculateVectorsCross({1, 1}, {4, 2}, {-2, 0}, {-1, 2}), 5.0);
+    // (3, 1) x (-1, 2) = 7 and (3, 1) . (-1, 2) = -1, from shifted origins.
     EXPECT_DOUBLE_EQ(calculateVectorsCross({1, 1}, {4, 2}, {0, 0}, {-1, 2}), 7.0);
-    EXPECT_DOUBLE_EQ(calculateVectorsInner({1, 1}, {4, 2}, {-2, 0}, {-1, 2}), 5.0);
+    EXPECT_DOUBLE_EQ(calculateVectorsInner({1, 1}, {4, 2}, {0, 0}, {-1, 2}), -1.0);
     // The line forms use only the directions.
     EXPECT_DOUBLE_EQ(calculateVectorsCross(cv::Vec4d(3, 1, 100, 100), cv::Vec4d(1, 2, -7, 9)), 5.0);
     EXPECT_DOUBLE_EQ(calculateVectorsInner(cv::Vec4d(3, 1, 100, 100), cv::Vec4d(1, 2, -7, 9)), 5.0);
@@ -33,13 +32,9 @@ TEST(Geometry, VectorProductsAndLineCoefficients)
     getLineABC({1, 2}, {4, 6}, A, B, C);
     EXPECT_EQ(A, 4.0);
     EXPECT_EQ(B, -3.0);
-    EXPECT_EQ(C, 4.0 * 2 - 1.0 * 6);
-    EXPECT_EQ(A * 1 + B * 2 + C, 0.0); // both points satisfy the equation
-    EXPECT_EQ(A * 4 + B * 6 + C, 0.0);
+    EXPECT_EQ(C, 2.0);
     getLineABC({3, 3}, {3, 3}, A, B, C);
-    EXPECT_EQ(A, 0.0);
-    EXPECT_EQ(B, 0.0);
-    EXPECT_EQ(C, 0.0);
+    EXPECT_EQ(cv::Vec3d(A, B, C), cv::Vec3d(0, 0, 0));
 }
 
 TEST(Geometry, AnglesAndTheirRanges)
@@ -70,7 +65,6 @@ TEST(Geometry, AngleArithmeticCorrectsOnlyOnce)
     EXPECT_EQ(getAngleCalculation_180(500, 100, Addition), 240.0);
     EXPECT_EQ(getAngleCalculation_180(90, 90, Addition), 180.0);
     EXPECT_EQ(getAngleCalculation_180(-90, 90, Subtraction), -180.0);
-    EXPECT_EQ(getAngleCalculation_180(-500, 100, Subtraction), -240.0);
     // Any value other than Addition subtracts.
     EXPECT_EQ(getAngleCalculation_180(30, 10, static_cast<ArithmeticSign>(7)), 20.0);
 
@@ -78,7 +72,6 @@ TEST(Geometry, AngleArithmeticCorrectsOnlyOnce)
     EXPECT_EQ(getAngleCalculation_360(10, 20, Subtraction), 350.0);
     EXPECT_EQ(getAngleCalculation_360(350, 20, Addition), 10.0);
     EXPECT_EQ(getAngleCalculation_360(700, 100, Addition), 440.0);
-    EXPECT_EQ(getAngleCalculation_360(0, 0, Addition), 0.0);
 }
 
 TEST(Geometry, DistancesAgreeAcrossLineFormsAndKeepTheirSign)
@@ -94,16 +87,11 @@ TEST(Geometry, DistancesAgreeAcrossLineFormsAndKeepTheirSign)
     // The positive side is side 2 of the side test.
     EXPECT_EQ(pointOnLineLeftOrRight(signedBelow > 0 ? below : above, l1, l2), 2);
 
-    double A, B, C;
-    getLineABC(l1, l2, A, B, C);
-    EXPECT_EQ(pointToLineDistance(below, A, B, C, true), signedBelow);
     // The vector form is the two-point form through x0 -/+ v: same sign as l1 -> l2.
     EXPECT_DOUBLE_EQ(pointToLineDistance(below, cv::Vec4d(2.5, 0, 4, 2), true), signedBelow);
     EXPECT_DOUBLE_EQ(pointToLineDistance(below, cv::Vec4d(-2.5, 0, 4, 2), true), -signedBelow);
 
-    // A slanted line: distance of (0, 0) to x + y = 2 is sqrt(2).
     EXPECT_DOUBLE_EQ(pointToLineDistance({0, 0}, {2, 0}, {0, 2}, false), std::sqrt(2.0));
-
     // No line: zero, also for a norm that only single precision rounds to zero.
     EXPECT_EQ(pointToLineDistance({7, 8}, {1, 1}, {1, 1}, true), 0.0);
     EXPECT_EQ(pointToLineDistance({7, 8}, cv::Vec4d(0, 0, 1, 1), false), 0.0);
@@ -123,15 +111,13 @@ TEST(Geometry, FeetOfPerpendicularsAndTheirFallbacks)
     getFooDrop({4, 7}, 1.0, 0.0, -2.0, foot); // x = 2
     expectPointNear(foot, {2, 7}, 1e-12);
 
-    foot = {9, 9};
-    getFooDrop({4, 7}, {1, 1}, {1, 1}, foot);
-    EXPECT_EQ(foot, cv::Point2d(0, 0));
-    foot = {9, 9};
-    getFooDrop({4, 7}, cv::Vec4d(0, 0, 5, 5), foot);
-    EXPECT_EQ(foot, cv::Point2d(0, 0));
-    foot = {9, 9};
-    getFooDrop({4, 7}, 0.0, 0.0, 3.0, foot);
-    EXPECT_EQ(foot, cv::Point2d(0, 0));
+    // No line: the foot is reset to (0, 0).
+    cv::Point2d feet[3] = {{9, 9}, {9, 9}, {9, 9}};
+    getFooDrop({4, 7}, {1, 1}, {1, 1}, feet[0]);
+    getFooDrop({4, 7}, cv::Vec4d(0, 0, 5, 5), feet[1]);
+    getFooDrop({4, 7}, 0.0, 0.0, 3.0, feet[2]);
+    for (const cv::Point2d& f : feet)
+        EXPECT_EQ(f, cv::Point2d(0, 0));
 }
 
 TEST(Geometry, SideTestsSplitAndAppend)
@@ -169,7 +155,6 @@ TEST(Geometry, OnSegmentRejectsOnlyOneSideOfTheLine)
 {
     const cv::Point2d a(0, 0), b(10, 0);
     EXPECT_TRUE(onSegement({5, 0}, a, b));
-    EXPECT_TRUE(onSegement(a, a, b));
     EXPECT_TRUE(onSegement(b, a, b));
     EXPECT_FALSE(onSegement({-0.5, 0}, a, b));
     EXPECT_FALSE(onSegement({10.5, 0}, a, b));
@@ -180,7 +165,6 @@ TEST(Geometry, OnSegmentRejectsOnlyOneSideOfTheLine)
     EXPECT_TRUE(onSegement({5, 50}, a, b));
     EXPECT_FALSE(onSegement({15, 50}, a, b));
     EXPECT_FALSE(onSegement({kNaN, 0}, a, b));
-    EXPECT_FALSE(onSegement({5, 0}, a, {kNaN, 0}));
 }
 
 TEST(Geometry, LineIntersectionsAndParallelFailures)
@@ -189,7 +173,8 @@ TEST(Geometry, LineIntersectionsAndParallelFailures)
     // y = x through (1, 1) and the vertical x = 4 through (4, -2).
     ASSERT_TRUE(clcLineLineIntersection(cv::Vec4d(2, 2, 1, 1), cv::Vec4d(0, 3, 4, -2), p));
     expectPointNear(p, {4, 4}, 1e-12);
-    ASSERT_TRUE(clcLineLineIntersection(cv::Vec4d(1, -2, 0, 6), cv::Vec4d(1, 1, 0, 0), p));
+    // No zero component, so every term of the formula counts.
+    ASSERT_TRUE(clcLineLineIntersection(cv::Vec4d(1, -2, 0, 6), cv::Vec4d(1, 1, -1, -1), p));
     expectPointNear(p, {2, 2}, 1e-12);
 
     p = {-1, -1};
@@ -199,12 +184,9 @@ TEST(Geometry, LineIntersectionsAndParallelFailures)
 
     ASSERT_TRUE(clcLinesIntersection({0, 6}, {1, 4}, {0, 0}, {3, 3}, p));
     expectPointNear(p, {2, 2}, 1e-12);
-    ASSERT_TRUE(clcLinesIntersection({1, 1}, {3, 3}, {4, -2}, {4, 10}, p));
-    expectPointNear(p, {4, 4}, 1e-12);
 
     p = {-1, -1};
     EXPECT_FALSE(clcLinesIntersection({0, 0}, {10, 1}, {0, 5}, {10, 6}, p));
-    EXPECT_FALSE(clcLinesIntersection({0, 0}, {0, 0}, {0, 5}, {10, 6}, p));
     EXPECT_FALSE(clcLinesIntersection({0, 0}, {10, 1}, {0, kInf}, {10, 6}, p));
     EXPECT_EQ(p, cv::Point2d(-1, -1));
 }
@@ -286,7 +268,6 @@ TEST(Geometry, CirclePointsAreCounterClockwiseOnScreen)
     const cv::Point2d c(100, 50);
     expectPointNear(findCirclePoint(c, 10, 0), {110, 50}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, 90), {100, 40}, 1e-12);
-    expectPointNear(findCirclePoint(c, 10, 180), {90, 50}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, 270), {100, 60}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, -90), {100, 60}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, 450), {100, 40}, 1e-12);
