@@ -1,0 +1,81 @@
+// functions-cli adapter of the skew measurement and character-row crop.
+
+#include "CliTool.h"
+#include "Demo.h"
+
+#include <Functions.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <cmath>
+
+namespace cli {
+namespace {
+
+ToolResult runSkew(ToolInput& input)
+{
+    const auto* rect = static_cast<const RectROI*>(input.roi.shape.get());
+    const cv::Rect box = cv::Rect(static_cast<int>(std::floor(rect->rect.left())),
+                                  static_cast<int>(std::floor(rect->rect.top())),
+                                  static_cast<int>(std::ceil(rect->rect.width())),
+                                  static_cast<int>(std::ceil(rect->rect.height()))) &
+                         cv::Rect(0, 0, input.image.cols, input.image.rows);
+    cv::Mat crop;
+    cv::Mat grey = input.image;
+    if (grey.channels() > 1)
+        cv::cvtColor(grey, grey, cv::COLOR_RGB2GRAY);
+    grey(box).copyTo(crop);
+
+    ToolResult result;
+    double skew = 0;
+    int top = 0, bottom = 0;
+    bool rowsFound = false;
+    result.microseconds = timeMicroseconds([&] {
+        skew = clcHorizontalSkew(crop);
+        if (!std::isfinite(skew))
+            return;
+        // Level the crop, fill what the turn uncovers with the crop's own median-ish grey
+        // (its mean), then find the rows that hold print: pixels of the print's polarity
+        // beyond Otsu's split.
+        cv::Mat levelled;
+        skewCorrectionRot(crop, levelled, skew, cv::Scalar(cv::mean(crop)[0]));
+        cv::Mat ink;
+        const int type = input.choice("print") == 0 ? cv::THRESH_BINARY : cv::THRESH_BINARY_INV;
+        cv::threshold(levelled, ink, 0, 255, type | cv::THRESH_OTSU);
+        rowsFound = cutCharacterTopBottom(ink, top, bottom);
+    });
+    result.success = std::isfinite(skew) && skew != -90.0;
+    result.outputs = {{"skew", skew}};
+    if (result.success && rowsFound)
+        result.outputs["characterRows"] = {{"top", top}, {"bottom", bottom}, {"height", bottom - top + 1}};
+    return result;
+}
+
+void drawSkew(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
+{
+    const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
+    demo::drawPolygon(picture, outline, demo::kRoiColour);
+    if (!result.success)
+        return;
+    // A line through the ROI's centre at the measured skew (positive descends to the right).
+    const cv::Point2d centre = (outline[0] + outline[2]) * 0.5;
+    const double half = (outline[1].x - outline[0].x) * 0.5;
+    const double a = result.outputs.at("skew").get<double>() * CV_PI / 180.0;
+    const cv::Point2d d(half * std::cos(a), half * std::sin(a));
+    demo::drawPolygon(picture, {centre - d, centre + d}, demo::kFoundColour);
+}
+
+const ToolRegistration registration({
+    "skew",
+    "Skew of a line of print inside an upright rectangle (degrees, positive descends to the right), and the "
+    "rows its characters occupy once levelled",
+    {"rect"},
+    {
+        {"print", ParamType::Choice, "LightOnDark", "polarity of the print", {"LightOnDark", "DarkOnLight"}},
+    },
+    runSkew,
+    drawSkew,
+});
+
+} // namespace
+} // namespace cli
