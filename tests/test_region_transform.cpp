@@ -37,6 +37,31 @@ int componentCount(const cv::Mat& image)
     return cv::connectedComponents(image, labels, 8) - 1;
 }
 
+// Every outer contour's shape painted one after the other into one image: what the
+// parallel stripes must add up to, whatever their number.
+cv::Mat serialShapes(const cv::Mat& src, ShapeTransType type)
+{
+    std::vector<std::vector<cv::Point>> contours;
+    cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    cv::Mat dst = cv::Mat::zeros(src.size(), CV_8UC1);
+    for (const auto& contour : contours) {
+        if (type == BoundingRectangle) {
+            cv::rectangle(dst, cv::boundingRect(contour), cv::Scalar(255), cv::FILLED);
+        } else if (type == EnclosingCircle) {
+            cv::Point2f centre;
+            float radius = 0;
+            cv::minEnclosingCircle(contour, centre, radius);
+            cv::circle(dst, cv::Point(cvRound(centre.x), cvRound(centre.y)), static_cast<int>(radius), cv::Scalar(255),
+                       cv::FILLED);
+        } else {
+            std::vector<cv::Point> hull;
+            cv::convexHull(contour, hull, false, true);
+            cv::fillPoly(dst, std::vector<std::vector<cv::Point>>{hull}, cv::Scalar(255));
+        }
+    }
+    return dst;
+}
+
 } // namespace
 
 TEST(ShapeTrans, PaintsBoxesCirclesAndHullsOfOuterContours)
@@ -96,6 +121,30 @@ TEST(ShapeTrans, ManyRegionsInParallelGiveEveryBox)
     cv::Mat dst;
     shape_trans(image, dst, BoundingRectangle);
     EXPECT_EQ(differingPixels(dst, expected), 0);
+}
+
+TEST(ShapeTrans, StripesAddUpToOneSerialPassForAnyThreadCount)
+{
+    // Overlapping shapes of many small regions and a few large ones, some cut by the border.
+    cv::RNG rng(5);
+    cv::Mat image = cv::Mat::zeros(240, 320, CV_8UC1);
+    for (int k = 0; k < 400; ++k)
+        cv::ellipse(image, cv::Point(rng.uniform(-10, 330), rng.uniform(-10, 250)),
+                    cv::Size(rng.uniform(1, 4), rng.uniform(1, 12)), rng.uniform(0, 180), 0, 360, cv::Scalar(255), 1);
+    for (int k = 0; k < 6; ++k)
+        cv::ellipse(image, cv::Point(rng.uniform(0, 320), rng.uniform(0, 240)),
+                    cv::Size(rng.uniform(20, 90), rng.uniform(5, 40)), rng.uniform(0, 180), 0, 300, cv::Scalar(255), 2);
+    const int threads = cv::getNumThreads();
+    for (ShapeTransType type : {BoundingRectangle, EnclosingCircle, ConvexHull}) {
+        const cv::Mat expected = serialShapes(image, type);
+        for (int n : {1, 2, 3, 8}) {
+            cv::setNumThreads(n);
+            cv::Mat dst;
+            shape_trans(image, dst, type);
+            EXPECT_EQ(differingPixels(dst, expected), 0) << "type " << type << ", " << n << " threads";
+        }
+    }
+    cv::setNumThreads(threads);
 }
 
 TEST(FillUp, FillsHolesAndKeepsEmptyImagesEmpty)

@@ -160,7 +160,9 @@ FUNCTIONS_EXPORT bool sort_region(cv::Mat image, const QList<ContourLayer>& regi
 /// BoundingRectangle the upright bounding box, EnclosingCircle the minimum enclosing circle
 /// (centre rounded half to even, radius truncated), ConvexHull the convex hull; any other
 /// type leaves dst all 0. An empty or multi-channel src releases dst; depths the contour
-/// finder refuses raise cv::Exception. Parallel over the regions.
+/// finder refuses raise cv::Exception. Parallel over the regions: each stripe paints into
+/// an image of its own (up to one extra image of src's size per worker), so the result
+/// does not depend on the thread count.
 FUNCTIONS_EXPORT void shape_trans(cv::Mat src, cv::Mat& dst, ShapeTransType type);
 
 /// Fills every hole: each outer contour is painted filled into a newly allocated dst. An empty or
