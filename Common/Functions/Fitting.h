@@ -40,7 +40,10 @@ FUNCTIONS_EXPORT void fitLine(std::vector<cv::Point2d>& points, cv::Vec4d& line,
 
 /// Fits a circle to points. Returns false, with center and radius untouched unless a
 /// robust trial had already stored a circle, for fewer than 3 points, any non-finite
-/// coordinate, or a singular system (collinear or coincident points).
+/// coordinate, or a singular system (collinear or coincident points). The radius is not
+/// checked: a negative radicand, which rounding can produce for nearly singular systems
+/// (coincident points far from the origin), gives a NaN radius, and a robust fit whose
+/// trials all end with a NaN error returns true without storing a circle.
 ///
 /// - FitCircleLeastSquares: the algebraic fit x^2 + y^2 + D*x + E*y + F = 0 minimising
 ///   the sum of squared algebraic residuals; fails when the determinant of its normal

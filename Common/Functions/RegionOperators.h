@@ -192,7 +192,9 @@ FUNCTIONS_EXPORT void cvThin(cv::Mat src, cv::Mat& dst, int iterations);
 /// darker than their neighbourhood, any other type lighter ones), AND with mask when mask is
 /// not empty, then cvThin with thinIterations. Invalid sizes or types raise cv::Exception
 /// from OpenCV (an even ksize, blockHalf below 1, a src that is not 8-bit single-channel,
-/// a mask of another size); ksize and the sigmas go to cv::GaussianBlur as they are.
+/// a mask of another size, except for a src of at most four pixels, which the AND takes as
+/// a scalar: dst then gets the mask's size and type, or stays as it was when that type is
+/// not 8-bit single-channel); ksize and the sigmas go to cv::GaussianBlur as they are.
 /// blockHalf above 65536 (a block wider than any image) releases dst.
 FUNCTIONS_EXPORT void line_gauss(cv::Mat src, cv::Mat mask, cv::Mat& dst, LineGaussType type, cv::Size ksize,
                                  double sigmaX, double sigmaY, int blockHalf, double c, int thinIterations);
