@@ -157,10 +157,10 @@ void checkLineGauss(FuzzedDataProvider& in, const cv::Mat& src, const cv::Mat& m
         FUZZ_CHECK(dst.empty());
         return;
     }
-    // The mask is ANDed in as it is, so only a 0/255 mask gives a 0/255 result. A src of
-    // at most four pixels is a scalar to the AND, which then takes the mask's size.
+    // The mask is ANDed in as it is, so only a 0/255 mask gives a 0/255 result. A src or
+    // mask of at most four pixels is a scalar to the AND, as documented.
     if (!mask.empty() && mask.size() != src.size()) {
-        FUZZ_CHECK(src.total() <= 4);
+        FUZZ_CHECK(src.total() <= 4 || mask.total() <= 4);
         return;
     }
     FUZZ_CHECK(dst.type() == CV_8UC1 && dst.size() == src.size());

@@ -97,7 +97,8 @@ FUNCTIONS_EXPORT void groupingContours(const std::vector<std::vector<cv::Point>>
 FUNCTIONS_EXPORT void getLayerMat_CCOMP(const ContourLayer& layer, cv::Mat& image);
 
 /// Polygon area of the solid boundaries minus that of the holes, in square pixels. 0 for a
-/// layer with an index outside its contour list.
+/// layer with an index outside its contour list. An empty contour encloses nothing, here
+/// and in getLayerMat_CCOMP and getContourFocus.
 FUNCTIONS_EXPORT double getContourArea(const ContourLayer& layer);
 
 /// Centre of gravity of the solid boundaries' polygons minus the holes' polygons; (0, 0)
@@ -192,9 +193,10 @@ FUNCTIONS_EXPORT void cvThin(cv::Mat src, cv::Mat& dst, int iterations);
 /// darker than their neighbourhood, any other type lighter ones), AND with mask when mask is
 /// not empty, then cvThin with thinIterations. Invalid sizes or types raise cv::Exception
 /// from OpenCV (an even ksize, blockHalf below 1, a src that is not 8-bit single-channel,
-/// a mask of another size, except for a src of at most four pixels, which the AND takes as
-/// a scalar: dst then gets the mask's size and type, or stays as it was when that type is
-/// not 8-bit single-channel); ksize and the sigmas go to cv::GaussianBlur as they are.
+/// a mask of another size, unless src or mask has at most four pixels: the AND then takes
+/// that one as a scalar, and a src taken so gives dst the mask's size, or leaves dst as it
+/// was when the mask is not 8-bit single-channel); ksize and the sigmas go to
+/// cv::GaussianBlur as they are.
 /// blockHalf above 65536 (a block wider than any image) releases dst.
 FUNCTIONS_EXPORT void line_gauss(cv::Mat src, cv::Mat mask, cv::Mat& dst, LineGaussType type, cv::Size ksize,
                                  double sigmaX, double sigmaY, int blockHalf, double c, int thinIterations);
