@@ -1,7 +1,7 @@
 # Instrumented builds. Only what is compiled here is instrumented: OpenCV, Qt and TBB come
 # from the system as they are, so their internal synchronisation is invisible to the
 # thread sanitizer (see tests/tsan.supp). The test programs carry their runtime options
-# (tests/SanitizerOptions.cpp).
+# (tests/SanitizerSupport.cpp).
 
 if(FUNCTIONS_BUILD_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
