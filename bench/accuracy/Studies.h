@@ -1,0 +1,37 @@
+#pragma once
+
+// The studies of the accuracy report, one function each. Image studies render a dark
+// background (80) and a bright shape (180): a contrast of 100 grey levels. Their series
+// is the Gaussian blur sigma in pixels, their noise additive Gaussian grey noise.
+
+#include "Study.h"
+
+#include <opencv2/core.hpp>
+
+#include <vector>
+
+namespace accuracy {
+
+constexpr double kDark = 80.0;
+constexpr double kBright = 180.0;
+
+const std::vector<double>& blurLevels();      ///< 0.5, 1, 2 px
+const std::vector<double>& greyNoiseLevels(); ///< 0, 1, 2, 5, 10 grey levels
+
+/// Edge position across straight step edges: the edge point tool, the segment caliper
+/// on upright strips, and the edge points tool.
+StudyResult studyEdgePosition(const StudyOptions& options);
+
+/// Line, circle and ellipse fits on point sets with known truth, with and without 10 %
+/// gross outliers (series: outlier percentage; noise: pixels), against OpenCV's fits.
+StudyResult studyLineFits(const StudyOptions& options);
+StudyResult studyCircleFits(const StudyOptions& options);
+StudyResult studyEllipseFits(const StudyOptions& options);
+
+/// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
+StudyResult studySaddlePoints(const StudyOptions& options);
+
+/// Unit normal at angle degrees (positive turns +x towards +y).
+cv::Point2d unitAt(double degrees);
+
+} // namespace accuracy

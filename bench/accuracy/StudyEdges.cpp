@@ -1,0 +1,105 @@
+// Edge position over straight step edges at random sub-pixel offsets and angles.
+
+#include "Studies.h"
+
+#include <Functions.h>
+
+#include "Synthetic.h"
+
+namespace accuracy {
+
+namespace {
+
+constexpr uint64_t kTag = 1;
+
+enum EdgeMetric : size_t { EdgePointTool, SegmentCaliper };
+
+// The edge point tool as a user places it: a 40 x 20 caliper laid across the edge, a few
+// pixels off and a few degrees askew, scanning from the dark side.
+void measureEdgePointTool(cv::RNG& rng, uint64_t seed, const std::vector<Setting>& settings, Recorder& recorder)
+{
+    const double normalAngle = rng.uniform(0.0, 360.0);
+    const cv::Point2d n = unitAt(normalAngle), along(-n.y, n.x);
+    const cv::Point2d edge(36 + rng.uniform(-1.0, 1.0), 36 + rng.uniform(-1.0, 1.0));
+    synthetic::Scene scene(cv::Size(72, 72), kDark);
+    scene.fillHalfPlane(edge, normalAngle, kBright);
+
+    const cv::Point2d centre = edge + n * rng.uniform(-4.0, 4.0) + along * rng.uniform(-4.0, 4.0);
+    RotateRectROI roi(centre.x, centre.y, static_cast<float>(normalAngle + rng.uniform(-3.0, 3.0)), 40.0f, 20.0f);
+
+    for (size_t s = 0; s < settings.size(); ++s) {
+        cv::Mat image = scene.toGrey(settings[s].series, settings[s].noise, seed);
+        _EdgePointDetParam param;
+        param.direction = LeftToRight;
+        param.transition = DarkToLight;
+        param.threshold = 50;
+        param.smoothWidth = 3;
+        param.minGradient = 5;
+        param.roi = &roi;
+        if (clcEdgePoint(image, param))
+            recorder.error(s, EdgePointTool, (cv::Point2d(param.x, param.y) - edge).dot(n));
+        else
+            recorder.miss(s, EdgePointTool);
+    }
+}
+
+// The segment caliper alone on an upright strip of 48 x 50 pixels holding an edge within
+// 5 degrees of vertical: five segments of ten rows, one edge each. The strip is cut from
+// a taller rendering so that the blur sees the edge continue beyond its ends.
+void measureSegmentCaliper(cv::RNG& rng, uint64_t seed, const std::vector<Setting>& settings, Recorder& recorder)
+{
+    constexpr int margin = 8, rows = 50, segmentWidth = 10, segments = rows / segmentWidth;
+    const double tilt = rng.uniform(-5.0, 5.0);
+    const cv::Point2d n = unitAt(tilt);
+    const cv::Point2d edge(24 + rng.uniform(-2.0, 2.0), margin + rows / 2);
+    synthetic::Scene scene(cv::Size(48, rows + 2 * margin), kDark);
+    scene.fillHalfPlane(edge, tilt, kBright);
+    const cv::Point2d edgeInStrip = edge - cv::Point2d(0, margin);
+
+    for (size_t s = 0; s < settings.size(); ++s) {
+        cv::Mat strip = scene.toGrey(settings[s].series, settings[s].noise, seed).rowRange(margin, margin + rows);
+        std::vector<cv::Point2d> points;
+        clcSegmentPoints(strip, TopToBottom, LeftToRight, DarkToLight, segmentWidth, segmentWidth, 0, 1024, 1, 50.0f,
+                         5.0f, points, 1);
+        for (const cv::Point2d& p : points)
+            recorder.error(s, SegmentCaliper, (p - edgeInStrip).dot(n));
+        for (size_t k = points.size(); k < segments; ++k)
+            recorder.miss(s, SegmentCaliper);
+    }
+}
+
+} // namespace
+
+const std::vector<double>& blurLevels()
+{
+    static const std::vector<double> levels{0.5, 1.0, 2.0};
+    return levels;
+}
+
+const std::vector<double>& greyNoiseLevels()
+{
+    static const std::vector<double> levels{0, 1, 2, 5, 10};
+    return levels;
+}
+
+cv::Point2d unitAt(double degrees)
+{
+    const double t = degrees * CV_PI / 180.0;
+    return {std::cos(t), std::sin(t)};
+}
+
+StudyResult studyEdgePosition(const StudyOptions& options)
+{
+    const std::vector<Metric> metrics{{"clcEdgePoint", "position", "px"}, {"clcSegmentPoints", "position", "px"}};
+    const auto settings =
+        gridOf(orDefault(options.series, blurLevels()), orDefault(options.noises, greyNoiseLevels()));
+    return runStudy("edge", "blur_px", "noise_grey", metrics, settings, options.placements,
+                    [](int index, const std::vector<Setting>& settings, Recorder& recorder) {
+                        const uint64_t seed = placementSeed(kTag, index);
+                        cv::RNG rng(seed);
+                        measureEdgePointTool(rng, seed, settings, recorder);
+                        measureSegmentCaliper(rng, seed, settings, recorder);
+                    });
+}
+
+} // namespace accuracy
