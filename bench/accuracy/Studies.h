@@ -31,7 +31,14 @@ StudyResult studyEllipseFits(const StudyOptions& options);
 /// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
 StudyResult studySaddlePoints(const StudyOptions& options);
 
-/// Unit normal at angle degrees (positive turns +x towards +y).
+/// Unit vector at angle degrees (positive turns +x towards +y).
 cv::Point2d unitAt(double degrees);
+
+/// Errors of a line with direction d through p against the true line through c with
+/// direction angle truthAngle (degrees) and unit normal n: the angle error in degrees,
+/// folded into [-90, 90), and the signed offset between the lines along n through c.
+/// False when the line runs along n (no crossing).
+bool lineError(cv::Point2d d, cv::Point2d p, cv::Point2d c, cv::Point2d n, double truthAngle, double& angle,
+               double& offset);
 
 } // namespace accuracy

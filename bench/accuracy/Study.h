@@ -83,7 +83,7 @@ struct StudyResult {
 
 /// Size and scope of a run. Empty lists take the study's own settings.
 struct StudyOptions {
-    int placements = 200;
+    int placements = 500;
     std::vector<double> series;
     std::vector<double> noises;
 };

@@ -88,6 +88,18 @@ cv::Point2d unitAt(double degrees)
     return {std::cos(t), std::sin(t)};
 }
 
+bool lineError(cv::Point2d d, cv::Point2d p, cv::Point2d c, cv::Point2d n, double truthAngle, double& angle,
+               double& offset)
+{
+    const double crossing = n.x * d.y - n.y * d.x;
+    if (!(std::abs(crossing) > 1e-12))
+        return false;
+    const cv::Point2d q = p - c;
+    angle = angleDifference(std::atan2(d.y, d.x) * 180.0 / CV_PI, truthAngle, 180.0);
+    offset = (q.x * d.y - q.y * d.x) / crossing;
+    return true;
+}
+
 StudyResult studyEdgePosition(const StudyOptions& options)
 {
     const std::vector<Metric> metrics{{"clcEdgePoint", "position", "px"}, {"clcSegmentPoints", "position", "px"}};

@@ -69,20 +69,17 @@ cv::Point2d randomCentre(cv::RNG& rng)
 // Lines
 // ---------------------------------------------------------------------------------
 
-// Signed offset of a fitted line (direction d through p) from the truth, measured along
-// the true normal n through the middle c of the point set; the line's angle in degrees.
 void recordLine(Recorder& recorder, size_t setting, size_t metric, cv::Point2d d, cv::Point2d p, cv::Point2d c,
                 cv::Point2d n, double truthAngle)
 {
-    const double denom = n.x * d.y - n.y * d.x;
-    if (std::abs(denom) < 1e-12 || !std::isfinite(denom)) {
+    double angle = 0, offset = 0;
+    if (lineError(d, p, c, n, truthAngle, angle, offset)) {
+        recorder.error(setting, metric, angle);
+        recorder.error(setting, metric + 1, offset);
+    } else {
         recorder.miss(setting, metric);
         recorder.miss(setting, metric + 1);
-        return;
     }
-    const cv::Point2d q = p - c;
-    recorder.error(setting, metric, angleDifference(std::atan2(d.y, d.x) * 180.0 / CV_PI, truthAngle, 180.0));
-    recorder.error(setting, metric + 1, (q.x * d.y - q.y * d.x) / denom);
 }
 
 } // namespace

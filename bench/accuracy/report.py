@@ -203,30 +203,46 @@ rerun it); the raw figures are in the CSV files next to the plots in
 
 
 def headline(studies):
-    edge, line, circle, ellipse, saddle = (studies.get(n) for n in ("edge", "fit_line", "fit_circle",
-                                                                      "fit_ellipse", "saddle"))
-    rows = []
+    """One line per tool and typical condition: the figures README.md quotes."""
+    lines = ["## Headline figures", "",
+             "| tool | quantity | condition | bias | RMS | p95 | found |", "|---|---|---|---|---|---|---|"]
 
-    def add(study, tool, quantity, unit, series_a, noise_a, series_b, noise_b, cond_a, cond_b):
-        if study is None or not study.select(tool=tool, quantity=quantity):
+    def add(name, tool, quantity, series, noise, condition):
+        study = studies.get(name)
+        rows = study.select(tool=tool, quantity=quantity, series=series, noise=noise) if study else []
+        if not rows:
             return
-        a = study.select(tool=tool, quantity=quantity, series=series_a, noise=noise_a)[0]
-        b = study.select(tool=tool, quantity=quantity, series=series_b, noise=noise_b)[0]
-        rows.append(f"| {tool} | {quantity} ({unit}) | {cond_a}: bias {fmt(a['bias'])}, RMS {fmt(a['rms'])} | "
-                    f"{cond_b}: bias {fmt(b['bias'])}, RMS {fmt(b['rms'])} |")
+        r = rows[0]
+        lines.append(f"| {tool} | {quantity} ({r['unit']}) | {condition} | {fmt(r['bias'])} | {fmt(r['rms'])} | "
+                     f"{fmt(r['p95'])} | {100.0 * r['found'] / r['trials']:.0f} % |")
 
-    for tool in ("clcEdgePoint", "clcSegmentPoints", "clcEdgePoints"):
-        add(edge, tool, "position", "px", 1, 0, 1, 5, "blur 1, no noise", "blur 1, noise 5")
-    add(saddle, "criticalPointsDetection", "x", "px", 1, 0, 1, 5, "blur 1, no noise", "blur 1, noise 5")
-    add(saddle, "cv::cornerSubPix", "x", "px", 1, 0, 1, 5, "blur 1, no noise", "blur 1, noise 5")
-    for tool in ("fitLine LS", "fitLine Tukey"):
-        add(line, tool, "offset", "px", 0, 0.2, 10, 0.2, "noise 0.2 px", "noise 0.2 px, 10 % outliers")
+    for tool, quantity in (("clcEdgePoint", "position"), ("clcSegmentPoints", "position"),
+                           ("clcEdgePoints", "position")):
+        add("edge", tool, quantity, 1, 0, "blur 1 px, no noise")
+        add("edge", tool, quantity, 1, 5, "blur 1 px, noise 5")
+    for tool, quantity in (("clcEdgeLineAndFit", "angle"), ("clcEdgeLineAndFit", "offset"),
+                           ("clcMulEdgePoints", "width")):
+        name = "edge_pairs" if tool == "clcMulEdgePoints" else "line"
+        add(name, tool, quantity, 1, 0, "blur 1 px, no noise")
+        add(name, tool, quantity, 1, 5, "blur 1 px, noise 5")
+    for tool, quantity in (("clcCirclePointsAndFit ring", "radius"), ("clcCirclePointsAndFit arc 120", "radius"),
+                           ("clcArcPointsAndFit", "start angle"), ("cv::HoughCircles", "radius"),
+                           ("cv::HoughCircles ALT", "radius")):
+        add("circle", tool, quantity, 1, 0, "blur 1 px, no noise")
+        add("circle", tool, quantity, 1, 5, "blur 1 px, noise 5")
+    for tool in ("criticalPointsDetection", "cv::cornerSubPix"):
+        add("saddle", tool, "x", 1, 0, "blur 1 px, no noise")
+        add("saddle", tool, "x", 1, 5, "blur 1 px, noise 5")
+    for tool in ("fitLine LS", "fitLine Tukey", "cv::fitLine Huber"):
+        add("fit_line", tool, "offset", 0, 0.2, "noise 0.2 px")
+        add("fit_line", tool, "offset", 10, 0.2, "noise 0.2 px, 10 % outliers")
     for tool in ("fitCircle LS", "fitCircle Tukey", "fitCircle Taubin"):
-        add(circle, tool, "radius (full)", "px", 0, 0.2, 10, 0.2, "noise 0.2 px", "noise 0.2 px, 10 % outliers")
+        add("fit_circle", tool, "radius (full)", 0, 0.2, "noise 0.2 px")
+        add("fit_circle", tool, "radius (full)", 10, 0.2, "noise 0.2 px, 10 % outliers")
     for tool in ("fitEllipse LS", "cv::fitEllipseDirect"):
-        add(ellipse, tool, "major axis", "px", 0, 0, 0, 0.2, "no noise", "noise 0.2 px")
-    return ("## Headline figures\n\n| tool | quantity | setting | setting |\n|---|---|---|---|\n" +
-            "\n".join(rows) + "\n\n")
+        add("fit_ellipse", tool, "major axis", 0, 0, "no noise")
+        add("fit_ellipse", tool, "major axis", 0, 0.2, "noise 0.2 px")
+    return "\n".join(lines) + "\n\n"
 
 
 STUDIES = [
@@ -270,13 +286,16 @@ normal, between the fitted and the true line at the middle of the point set. fit
 compared with cv::fitLine (least squares, and Huber with its automatic scale); the robust
 fits use the adaptive scale (param 0).
 
-Without outliers all fits agree with each other to within their noise: least squares
-gives {fitLine LS|offset|0|0.2|rms} px RMS offset at 0.2 px point noise, Tukey
-{fitLine Tukey|offset|0|0.2|rms} px (the biweight throws away part of the good points'
-weight). With 10 % outliers the least-squares line is pulled by
-{fitLine LS|offset|10|0.2|rms} px RMS while Huber keeps {fitLine Huber|offset|10|0.2|rms} px
-and Tukey {fitLine Tukey|offset|10|0.2|rms} px; without noise the Tukey fit rejects the
-outliers completely ({fitLine Tukey|offset|10|0|rms} px).
+Without outliers least squares gives {fitLine LS|offset|0|0.2|rms} px RMS offset at
+0.2 px point noise, the same as cv::fitLine ({cv::fitLine L2|offset|0|0.2|rms} px). The
+robust fits pay for their robustness: their adaptive scale, 2 · median / 0.6745, is about
+twice the noise sigma, well inside the range where Tukey weights usually start to cut, so
+good points lose weight too (Huber {fitLine Huber|offset|0|0.2|rms} px, Tukey
+{fitLine Tukey|offset|0|0.2|rms} px). With 10 % outliers the least-squares line is pulled
+by {fitLine LS|offset|10|0.2|rms} px RMS while Huber keeps {fitLine Huber|offset|10|0.2|rms} px,
+Tukey {fitLine Tukey|offset|10|0.2|rms} px and cv::fitLine's Huber
+{cv::fitLine Huber|offset|10|0.2|rms} px; without noise the Tukey fit rejects the outliers
+completely ({fitLine Tukey|offset|10|0|rms} px).
 """,
         ["angle", "offset"], log=True),
     Study(
@@ -287,14 +306,19 @@ radius 20 to 80 px, centre at image-sized coordinates. The centre error is the d
 from the true centre; the radius error is signed. OpenCV has no circle fit to compare
 with (its Hough transform is measured on images in the circle tool's study).
 
-On the whole circle all four methods agree ({fitCircle LS|radius (full)|0|0.2|rms} px RMS
-radius at 0.2 px noise for least squares, {fitCircle Taubin|radius (full)|0|0.2|rms} px
-for Taubin). On a 120° arc the algebraic least-squares fit shrinks the radius as the
-noise grows (bias {fitCircle LS|radius (arc 120)|0|1|bias} px at 1 px noise), while
-Taubin's fit stays nearly unbiased ({fitCircle Taubin|radius (arc 120)|0|1|bias} px). With
-10 % outliers only the robust fits hold: Huber {fitCircle Huber|radius (full)|10|0.2|rms} px
-and Tukey {fitCircle Tukey|radius (full)|10|0.2|rms} px RMS radius against
-{fitCircle LS|radius (full)|10|0.2|rms} px for least squares.
+On the whole circle least squares and Taubin agree ({fitCircle LS|radius (full)|0|0.2|rms}
+and {fitCircle Taubin|radius (full)|0|0.2|rms} px RMS radius at 0.2 px noise); Tukey is
+noisier ({fitCircle Tukey|radius (full)|0|0.2|rms} px) for the reason given for lines. On
+a 120° arc the algebraic least-squares fit shrinks the radius as the noise grows (bias
+{fitCircle LS|radius (arc 120)|0|1|bias} px at 1 px noise), while Taubin's fit stays
+nearly unbiased ({fitCircle Taubin|radius (arc 120)|0|1|bias} px). With 10 % outliers on
+the whole circle the robust fits hold (Huber {fitCircle Huber|radius (full)|10|0.2|rms} px,
+Tukey {fitCircle Tukey|radius (full)|10|0.2|rms} px RMS radius against
+{fitCircle LS|radius (full)|10|0.2|rms} px for least squares and
+{fitCircle Taubin|radius (full)|10|0.2|rms} px for Taubin). On the arc Huber breaks down in
+a few placements (p95 {fitCircle Huber|radius (arc 120)|10|0|p95} px but worst
+{fitCircle Huber|radius (arc 120)|10|0|worst} px without noise) while Tukey still rejects
+the outliers exactly ({fitCircle Tukey|radius (arc 120)|10|0|worst} px worst).
 """,
         ["radius (full)", "centre (full)", "radius (arc 120)", "centre (arc 120)"], log=True),
     Study(
@@ -351,7 +375,9 @@ def main():
         rel = os.path.relpath(folder, os.path.dirname(os.path.abspath(report)))
         out.append(f"## {study.title}\n\n{fill_figures(study.intro, study)}\n")
         out.extend(f"![{study.title}: {name}]({rel}/{name})\n\n" for name in figures)
-        out.append("RMS error per noise level (mean for counts; the found rate where below 100 %):\n\n")
+        scale = f" The plots use a log scale; errors below {LOG_FLOOR:g} are drawn at {LOG_FLOOR:g}." if study.log else ""
+        out.append("RMS error per noise level (mean for counts; the found rate where below 100 %)." + scale +
+                   "\n\n")
         out.append(pivot_table(study) + "\n\n")
         out.append("<details><summary>Full table: bias, RMS, p95 and worst per setting</summary>\n\n")
         out.append(full_table(study) + "\n\n</details>\n\n")
