@@ -28,6 +28,9 @@ StudyResult studyLineFits(const StudyOptions& options);
 StudyResult studyCircleFits(const StudyOptions& options);
 StudyResult studyEllipseFits(const StudyOptions& options);
 
+/// The line tool across straight edges: angle and offset of the fitted line.
+StudyResult studyLineTool(const StudyOptions& options);
+
 /// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
 StudyResult studySaddlePoints(const StudyOptions& options);
 

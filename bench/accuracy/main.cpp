@@ -25,9 +25,12 @@ struct StudyEntry {
 };
 
 const StudyEntry kStudies[] = {
-    {"edge", accuracy::studyEdgePosition},     {"fit_line", accuracy::studyLineFits},
-    {"fit_circle", accuracy::studyCircleFits}, {"fit_ellipse", accuracy::studyEllipseFits},
+    {"edge", accuracy::studyEdgePosition},
+    {"line", accuracy::studyLineTool},
     {"saddle", accuracy::studySaddlePoints},
+    {"fit_line", accuracy::studyLineFits},
+    {"fit_circle", accuracy::studyCircleFits},
+    {"fit_ellipse", accuracy::studyEllipseFits},
 };
 
 int usage()

@@ -278,6 +278,24 @@ grow fastest at blur 2 px.
 """,
         ["position"]),
     Study(
+        "line", "Line tool",
+        """\
+A straight step edge at a random angle through the image; clcEdgeLineAndFit runs over a
+40 × 100 px ROI laid across it (ten calipers of 10 rows, sigma 1, 50 %, minStrength 5,
+dark to light, fitMode 0), its centre up to 4 px off the edge and 10 px along it, turned
+up to 3° against the edge. The angle error is that of the fitted line's direction (folded
+into ±90°); the offset error is the signed distance from the true edge, along its normal,
+where the ROI's centre line meets it.
+
+Without noise the line lies within {clcEdgeLineAndFit|angle|1|0|rms}° RMS
+(worst {clcEdgeLineAndFit|angle|1|0|worst}°) and {clcEdgeLineAndFit|offset|1|0|rms} px RMS
+offset (worst {clcEdgeLineAndFit|offset|1|0|worst} px) at blur 1 px: fitting ten caliper
+points averages away most of the single caliper's error. At noise 10 the offset grows to
+{clcEdgeLineAndFit|offset|1|10|rms} px RMS at blur 1 px and
+{clcEdgeLineAndFit|offset|2|10|rms} px at blur 2 px.
+""",
+        ["angle", "offset"]),
+    Study(
         "fit_line", "Line fits on point sets",
         """\
 50 points 2 px apart on a line of random direction around image-sized coordinates. The

@@ -46,6 +46,15 @@ TEST(Accuracy, EdgePositionAtBlurOne)
     expectWithin(r, "clcEdgePoint", "position", 1.0, {1.0, 0.1, 0.65, 1.1}, 0.5);
 }
 
+TEST(Accuracy, LineToolAtBlurOne)
+{
+    const StudyResult r = studyLineTool({kPlacements, {1.0}, {0.0}});
+    // First run: angle bias 0.0004, RMS 0.011, worst 0.043 deg; offset bias 0.0016, RMS
+    // 0.016, worst 0.042 px.
+    expectWithin(r, "clcEdgeLineAndFit", "angle", 1.0, {1.0, 0.005, 0.02, 0.07});
+    expectWithin(r, "clcEdgeLineAndFit", "offset", 1.0, {1.0, 0.005, 0.025, 0.065});
+}
+
 TEST(Accuracy, SaddlePointsAtBlurOne)
 {
     const StudyResult r = studySaddlePoints({kPlacements, {1.0}, {0.0}});
