@@ -18,6 +18,9 @@ constexpr double kBright = 180.0;
 const std::vector<double>& blurLevels();      ///< 0.5, 1, 2 px
 const std::vector<double>& greyNoiseLevels(); ///< 0, 1, 2, 5, 10 grey levels
 
+/// Every blur and noise level, or those the options choose.
+std::vector<Setting> imageSettings(const StudyOptions& options);
+
 /// Edge position across straight step edges: the edge point tool, the segment caliper
 /// on upright strips, and the edge points tool.
 StudyResult studyEdgePosition(const StudyOptions& options);

@@ -82,6 +82,11 @@ const std::vector<double>& greyNoiseLevels()
     return levels;
 }
 
+std::vector<Setting> imageSettings(const StudyOptions& options)
+{
+    return gridOf(orDefault(options.series, blurLevels()), orDefault(options.noises, greyNoiseLevels()));
+}
+
 cv::Point2d unitAt(double degrees)
 {
     const double t = degrees * CV_PI / 180.0;
@@ -103,9 +108,7 @@ bool lineError(cv::Point2d d, cv::Point2d p, cv::Point2d c, cv::Point2d n, doubl
 StudyResult studyEdgePosition(const StudyOptions& options)
 {
     const std::vector<Metric> metrics{{"clcEdgePoint", "position", "px"}, {"clcSegmentPoints", "position", "px"}};
-    const auto settings =
-        gridOf(orDefault(options.series, blurLevels()), orDefault(options.noises, greyNoiseLevels()));
-    return runStudy("edge", "blur_px", "noise_grey", metrics, settings, options.placements,
+    return runStudy("edge", "blur_px", "noise_grey", metrics, imageSettings(options), options.placements,
                     [](int index, const std::vector<Setting>& settings, Recorder& recorder) {
                         const uint64_t seed = placementSeed(kTag, index);
                         cv::RNG rng(seed);

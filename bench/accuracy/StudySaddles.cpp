@@ -110,10 +110,8 @@ StudyResult studySaddlePoints(const StudyOptions& options)
                                       {"criticalPointsDetection", "spurious points per image", "count"},
                                       {"cv::cornerSubPix", "x", "px"},
                                       {"cv::cornerSubPix", "y", "px"}};
-    const auto settings =
-        gridOf(orDefault(options.series, blurLevels()), orDefault(options.noises, greyNoiseLevels()));
     return runStudy(
-        "saddle", "blur_px", "noise_grey", metrics, settings, options.placements,
+        "saddle", "blur_px", "noise_grey", metrics, imageSettings(options), options.placements,
         [](int index, const std::vector<Setting>& settings, Recorder& recorder) {
             const uint64_t seed = placementSeed(5, index);
             cv::RNG rng(seed);

@@ -12,11 +12,6 @@ namespace accuracy {
 
 namespace {
 
-std::vector<Setting> imageSettings(const StudyOptions& options)
-{
-    return gridOf(orDefault(options.series, blurLevels()), orDefault(options.noises, greyNoiseLevels()));
-}
-
 // The caliper settings every segment-based tool of the study uses.
 template <class Param>
 void setCalipers(Param& param, int direction, int transition)
