@@ -54,41 +54,24 @@ double worstOffset(const std::vector<cv::Point2d>& points, cv::Point2d edge, dou
 
 TEST(EdgePoints, StraightEdgeIsFoundAtEveryAngleAlongEitherAxis)
 {
-    // The ROI centre (160, 120) with sides 80 x 60 puts the angle-0 copy on whole pixels.
+    // ROI centre (160, 120), sides 80 x 60: the angle-0 copy lies on whole pixels.
     const cv::Point2d edge(160.3, 120.6);
     for (double angle : {0.0, 1e-3, 17.0, 90.0, -135.0}) {
         cv::Mat image = halfPlaneImage(edge, angle);
-        // Scanning along the width: the ROI's x axis is the edge normal.
+        // Along the width of a ROI whose x axis is the edge normal, or along the height of
+        // one turned a quarter back; scanned backwards the edge falls.
         RotateRectROI across(160, 120, static_cast<float>(angle), 80, 60);
-        auto p = pointsParam(&across);
-        ASSERT_TRUE(clcEdgePointsAndTransform(image, p)) << angle;
-        EXPECT_EQ(p.points.size(), 12u) << angle; // (60 - 5) / 5 + 1 segments
-        EXPECT_LT(worstOffset(p.points, edge, angle), 0.1) << angle;
-
-        // Scanning along the height of a ROI turned a quarter back: same edge, and the
-        // points follow the segment axis.
         RotateRectROI along(160, 120, static_cast<float>(angle - 90), 60, 80);
-        p = pointsParam(&along, 1);
-        ASSERT_TRUE(clcEdgePointsAndTransform(image, p)) << angle;
-        EXPECT_EQ(p.points.size(), 12u) << angle;
-        EXPECT_LT(worstOffset(p.points, edge, angle), 0.1) << angle;
-
-        // Backwards the edge falls: only light-to-dark finds it.
-        p.direction = 1;
-        EXPECT_FALSE(clcEdgePoints(image, p, false)) << angle;
-        p.transition = LightToDark;
-        ASSERT_TRUE(clcEdgePointsAndTransform(image, p)) << angle;
-        EXPECT_LT(worstOffset(p.points, edge, angle), 0.1) << angle;
-    }
-
-    // Local points are in the straightened rectangle: (position, segment centre).
-    cv::Mat image = halfPlaneImage(edge, 0);
-    RotateRectROI roi(160, 120, 0, 80, 60);
-    auto p = pointsParam(&roi);
-    ASSERT_TRUE(clcEdgePoints(image, p, false));
-    for (size_t i = 0; i < p.points.size(); ++i) {
-        EXPECT_NEAR(p.points[i].x, 40.3, 0.1);
-        EXPECT_EQ(p.points[i].y, 2.5 + 5.0 * i);
+        for (auto [roi, scanAxis, direction] : {std::tuple{&across, 0, 0}, {&along, 1, 0}, {&along, 1, 1}}) {
+            auto p = pointsParam(roi, scanAxis);
+            p.direction = direction;
+            p.transition = direction == 1 ? LightToDark : DarkToLight;
+            ASSERT_TRUE(clcEdgePointsAndTransform(image, p)) << angle;
+            EXPECT_EQ(p.points.size(), 12u) << angle; // (60 - 5) / 5 + 1 segments
+            EXPECT_LT(worstOffset(p.points, edge, angle), 0.1) << angle;
+            p.transition = direction == 1 ? DarkToLight : LightToDark;
+            EXPECT_FALSE(clcEdgePoints(image, p, false)) << angle;
+        }
     }
 }
 
@@ -169,9 +152,8 @@ TEST(EdgePoints, MultiEdgeModeKeepsOneContourPerSegment)
     image = scene.toGrey(0.8, 1.0);
     RotateRectROI cluttered(160, 120, 0, 80, 100);
     p = pointsParam(&cluttered, 0, 5, 5);
-    auto single = p;
-    ASSERT_TRUE(clcEdgePoints(image, single, false));
-    EXPECT_GT(worstOffset(single.points, {40.3, 0}, 0), 5); // first edges fall on specks
+    ASSERT_TRUE(clcEdgePoints(image, p, false));
+    EXPECT_GT(worstOffset(p.points, {40.3, 0}, 0), 5); // first edges fall on specks
     ASSERT_TRUE(clcEdgePoints(image, p, true));
     EXPECT_EQ(p.points.size(), 20u);
     EXPECT_LT(worstOffset(p.points, {40.3, 0}, 0), 0.15);
@@ -195,11 +177,9 @@ TEST(EdgePoints, MultiEdgeModeKeepsOneContourPerSegment)
     RotateRectROI three(160, 120, 0, 80, 15), two(160, 120, 0, 80, 10);
     p = pointsParam(&three);
     EXPECT_TRUE(clcEdgePoints(image, p, false));
-    EXPECT_FALSE(clcEdgePoints(image, p, true));
-    EXPECT_TRUE(p.points.empty());
+    EXPECT_FALSE(clcEdgePoints(image, p, true) || !p.points.empty());
     p = pointsParam(&two);
-    EXPECT_TRUE(clcEdgePoints(image, p, true));
-    EXPECT_EQ(p.points.size(), 2u);
+    EXPECT_TRUE(clcEdgePoints(image, p, true) && p.points.size() == 2);
 }
 
 TEST(EdgePointLine, FirstEdgeFromEitherEndOfTheLine)
@@ -238,28 +218,20 @@ TEST(EdgePointLine, FirstEdgeFromEitherEndOfTheLine)
 
     // Refusals: an empty image leaves found as it was; every other refusal clears it.
     p.found = true;
-    cv::Mat empty;
+    cv::Mat empty, wide(image.size(), CV_16U, cv::Scalar(1)), flat = image.clone().setTo(40);
     EXPECT_FALSE(clcEdgePoint_Line(empty, p));
     EXPECT_TRUE(p.found);
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    std::vector<LineROI> refused = {{50, 50, 50, 50}, {nan, 50, 80, 50}, {0, 0, 1e6, 0}, {1e300, 0, 1e300, 10}};
-    for (LineROI& bad : refused) {
-        p.roi = &bad;
+    LineROI point(50, 50, 50, 50), notANumber(nan, 50, 80, 50), tooLong(0, 0, 1e6, 0), far(1e300, 0, 1e300, 10);
+    for (auto [roi, sigma, img] : {std::tuple{&point, 2, &image}, {&notANumber, 2, &image}, {&tooLong, 2, &image},
+                                   {&far, 2, &image}, {static_cast<LineROI*>(nullptr), 2, &image}, {&line, -1, &image},
+                                   {&line, 101, &image}, {&line, 2, &flat}, {&line, 2, &wide}}) {
+        p.roi = roi;
+        p.sigma = sigma;
         p.found = true;
-        EXPECT_FALSE(clcEdgePoint_Line(image, p));
+        EXPECT_FALSE(clcEdgePoint_Line(*img, p));
         EXPECT_FALSE(p.found);
     }
-    p.roi = &line;
-    for (int sigma : {-1, 101}) {
-        p.sigma = sigma;
-        EXPECT_FALSE(clcEdgePoint_Line(image, p));
-    }
-    p.sigma = 2;
-    EXPECT_FALSE(clcEdgePoint_Line(image.clone().setTo(40), p)); // nothing to find
-    cv::Mat wide(image.size(), CV_16U, cv::Scalar(1));
-    EXPECT_FALSE(clcEdgePoint_Line(wide, p));
-    p.roi = nullptr;
-    EXPECT_FALSE(clcEdgePoint_Line(image, p));
 }
 
 TEST(EdgePoints, BadInputFailsWithClearedOutputs)

@@ -310,11 +310,7 @@ TEST(Edges, EveryPeakInScanOrderWithItsPolarity)
     EXPECT_EQ(p.positions, (std::vector<float>{6.5, 11}));
     EXPECT_EQ(p.polarities, (std::vector<int>{-1, -1}));
 
-    // Threshold 100 still passes the strongest sample (divisor 100.5); 101 passes nothing,
-    // yet the curve is there to show and the lists start empty.
-    p = edgesParam(&roi, LeftToRight, DarkToLight, 100);
-    ASSERT_TRUE(clcEdges(image, p));
-    EXPECT_EQ(p.positions, (std::vector<float>{11}));
+    // Nothing above the threshold: the curve is there to show, the lists start empty.
     p.threshold = 101;
     EXPECT_FALSE(clcEdges(image, p));
     EXPECT_TRUE(p.positions.empty() && p.polarities.empty());
@@ -358,21 +354,14 @@ TEST(MulEdgePoints, PairsPerBand)
     // columns 20..179 (rows 10..89): walls at 20, 40, 80 and 120 along its profiles.
     cv::Mat image = slotsImage({{40, 60}, {100, 140}});
     RotateRectROI roi(100, 50, 0, 160, 80);
-    auto p = pairsParam(&roi, 10, 20);
-    ASSERT_TRUE(clcMulEdgePoints(image, p));
-    ASSERT_EQ(p.firstEdges.size(), 4u); // bands start at 0, 20, 40, 60
-    for (size_t k = 0; k < 4; ++k) {
-        EXPECT_EQ(p.firstEdges[k], cv::Point2d(20, 5 + 20.0 * k));
-        EXPECT_EQ(p.secondEdges[k], cv::Point2d(120, 5 + 20.0 * k));
-    }
-
-    // The middle pair, the leading peaks skipped, backwards scans and the pair distance.
+    // The outermost or middle pair, leading peaks skipped, backwards scans, pair distance.
     struct Case {
         int pairMode, direction, skipCount;
         float minPairDistance;
         double lo, hi; // 0, 0: no pair
     };
-    for (const Case& c : {Case{1, 0, 0, 0, 40, 80}, Case{0, 0, 1, 0, 40, 120}, Case{1, 0, 1, 0, 80, 120},
+    _MulEdgePointDetParam p;
+    for (const Case& c : {Case{0, 0, 0, 0, 20, 120}, Case{1, 0, 0, 0, 40, 80}, Case{0, 0, 1, 0, 40, 120}, Case{1, 0, 1, 0, 80, 120},
                           Case{0, 1, 0, 0, 19, 119}, Case{0, 1, 1, 0, 19, 79}, Case{0, 0, 2, 0, 80, 120},
                           Case{0, 0, 3, 0, 0, 0}, Case{1, 0, 0, 39.9f, 40, 80}, Case{1, 0, 0, 40, 0, 0},
                           Case{0, 0, -4, 0, 20, 120}}) {
@@ -383,8 +372,9 @@ TEST(MulEdgePoints, PairsPerBand)
         p.minPairDistance = c.minPairDistance;
         EXPECT_EQ(clcMulEdgePoints(image, p), c.hi > 0) << c.pairMode << c.direction << c.skipCount;
         if (c.hi > 0) {
-            EXPECT_EQ(p.firstEdges.front().x, c.lo);
-            EXPECT_EQ(p.secondEdges.back().x, c.hi);
+            ASSERT_EQ(p.firstEdges.size(), 4u); // bands start at 0, 20, 40, 60
+            EXPECT_EQ(p.firstEdges.front(), cv::Point2d(c.lo, 5));
+            EXPECT_EQ(p.secondEdges.back(), cv::Point2d(c.hi, 65));
         }
     }
 
@@ -430,41 +420,37 @@ TEST(EdgesAndPairs, BadInputIsRefused)
         leftOfImage(50, 50, 0, 160, 80), good(100, 50, 0, 160, 80);
     RectROI nanRect(QRectF(nanf, 10, 100, 40)), negative(QRectF(-5, 10, 100, 40));
     CircleROI circle(QRectF(10, 10, 40, 40));
+    auto* circleAsRect = reinterpret_cast<RotateRectROI*>(static_cast<ROI*>(&circle));
     cv::Mat empty, wide(image.size(), CV_16U, cv::Scalar(1)), twoChannels(image.size(), CV_8UC2);
 
-    for (ROI* roi : std::vector<ROI*>{nullptr, &thin, &notANumber, &huge, &leftOfImage, &nanRect, &negative, &circle}) {
+    // clcEdges clears its lists first; clcMulEdgePoints leaves them on ROI errors.
+    for (auto [roi, img] : {std::pair<ROI*, cv::Mat*>{nullptr, &image}, {&thin, &image}, {&notANumber, &image},
+                            {&huge, &image}, {&leftOfImage, &image}, {&nanRect, &image}, {&negative, &image},
+                            {&circle, &image}, {&good, &empty}, {&good, &wide}, {&good, &twoChannels}}) {
         auto p = edgesParam(roi, LeftToRight, BothTransitions, 50);
         p.positions = {1};
         p.found = true;
-        EXPECT_FALSE(clcEdges(image, p));
+        EXPECT_FALSE(clcEdges(*img, p));
         EXPECT_FALSE(p.found);
         EXPECT_TRUE(p.positions.empty());
     }
-    for (cv::Mat* bad : {&empty, &wide, &twoChannels}) {
-        auto p = edgesParam(&good, LeftToRight, BothTransitions, 50);
-        EXPECT_FALSE(clcEdges(*bad, p));
-        auto q = pairsParam(&good, 10, 10);
-        EXPECT_FALSE(clcMulEdgePoints(*bad, q));
-    }
-    // ROI errors leave the pair lists untouched.
-    for (RotateRectROI* roi : {static_cast<RotateRectROI*>(nullptr), &thin, &notANumber, &huge,
-                               reinterpret_cast<RotateRectROI*>(static_cast<ROI*>(&circle))}) {
+    for (auto [roi, img] : {std::pair<RotateRectROI*, cv::Mat*>{nullptr, &image}, {&thin, &image}, {&notANumber, &image},
+                            {&huge, &image}, {circleAsRect, &image}, {&good, &empty}, {&good, &wide},
+                            {&good, &twoChannels}}) {
         auto p = pairsParam(roi, 10, 10);
         p.firstEdges = {{1, 1}};
         p.found = true;
-        EXPECT_FALSE(clcMulEdgePoints(image, p));
+        EXPECT_FALSE(clcMulEdgePoints(*img, p));
         EXPECT_FALSE(p.found);
         EXPECT_EQ(p.firstEdges.size(), 1u);
     }
 
-    // Colour is read red-first by both tools.
+    // Colour is read red-first by both tools: 0.299 * 200.
     cv::Mat colour;
     cv::merge(std::vector<cv::Mat>{image, image * 0, image * 0}, colour);
     auto p = edgesParam(&good, LeftToRight, BothTransitions, 50);
-    ASSERT_TRUE(clcEdges(colour, p));
-    EXPECT_EQ(p.image.at<uchar>(0, 0), 60);
     auto q = pairsParam(&good, 10, 10);
-    ASSERT_TRUE(clcMulEdgePoints(colour, q));
-    EXPECT_EQ(q.image.type(), CV_8UC1);
+    ASSERT_TRUE(clcEdges(colour, p) && clcMulEdgePoints(colour, q));
+    EXPECT_EQ(p.image.at<uchar>(0, 0), 60);
     EXPECT_EQ(q.image.at<uchar>(0, 0), 60);
 }
