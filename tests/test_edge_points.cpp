@@ -222,7 +222,7 @@ TEST(EdgePointLine, FirstEdgeFromEitherEndOfTheLine)
     EXPECT_FALSE(clcEdgePoint_Line(empty, p));
     EXPECT_TRUE(p.found);
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    LineROI point(50, 50, 50, 50), notANumber(nan, 50, 80, 50), tooLong(0, 0, 1e6, 0), far(1e300, 0, 1e300, 10);
+    LineROI point(50, 50, 50, 50), notANumber(nan, 50, 80, 50), tooLong(0, 0, 1e6, 0), far(1e10, 10, 1e10 + 100, 10);
     for (auto [roi, sigma, img] : {std::tuple{&point, 2, &image}, {&notANumber, 2, &image}, {&tooLong, 2, &image},
                                    {&far, 2, &image}, {static_cast<LineROI*>(nullptr), 2, &image}, {&line, -1, &image},
                                    {&line, 101, &image}, {&line, 2, &flat}, {&line, 2, &wide}}) {

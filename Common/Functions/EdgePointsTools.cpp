@@ -232,9 +232,10 @@ bool clcEdgePoint_Line(cv::Mat& image, _EdgePointDetParam_Line& param)
     const double dx = line->x2 - line->x1;
     const double dy = line->y2 - line->y1;
     const double length = std::sqrt(dx * dx + dy * dy);
-    // Sample positions must survive the narrowing to float for the remap.
-    const double far = std::numeric_limits<float>::max() / 2;
-    if (!(length > 0 && length < kMaxStraightenedSide && std::abs(line->x1) < far && std::abs(line->y1) < far))
+    // The remap turns sample positions into fixed-point ints, which wrap round (and read
+    // pixels elsewhere in the image) for lines this far out.
+    constexpr double kFar = 1e7;
+    if (!(length > 0 && length < kMaxStraightenedSide && std::abs(line->x1) < kFar && std::abs(line->y1) < kFar))
         return false;
 
     const int samples = static_cast<int>(std::ceil(length));

@@ -79,7 +79,8 @@ FUNCTIONS_EXPORT bool clcMulEdgePoints(cv::Mat& image, _MulEdgePointDetParam& pa
 /// segment filtered down to one consistent contour (multiEdge true).
 ///
 /// The ROI is a RotateRectROI, straightened into param.image (an angle of exactly 0
-/// copies the integer rectangle at the truncated top-left instead of interpolating), or a
+/// copies the integer rectangle at the truncated top-left instead of interpolating, and
+/// copies nothing, so fails, when that corner lies left of or above the image), or a
 /// RectROI, copied, which must lie strictly inside the image: truncated to integers,
 /// x >= 0, y >= 0, x + width < cols and y + height < rows (a rectangle reaching the last
 /// column or row is refused). Colour is converted with COLOR_RGB2GRAY; in multi-edge mode
@@ -127,6 +128,6 @@ FUNCTIONS_EXPORT bool clcEdgePointsAndTransform(cv::Mat& image, _EdgePointsDetPa
 ///
 /// Returns false with found untouched for an empty image; otherwise found = false first,
 /// and false for a null or non-line ROI, a zero, non-finite or too long (32767 or more)
-/// length, an image that is not 8-bit with 1, 3 or 4 channels, a sigma outside 0..100,
-/// or no edge.
+/// length, a start 1e7 px or more from the origin along either axis, an image that is not
+/// 8-bit with 1, 3 or 4 channels, a sigma outside 0..100, or no edge.
 FUNCTIONS_EXPORT bool clcEdgePoint_Line(cv::Mat& image, _EdgePointDetParam_Line& param);
