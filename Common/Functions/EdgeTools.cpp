@@ -72,7 +72,7 @@ void peakPositions(const std::vector<T>& strength, bool forward, float thr, size
     }
 }
 
-// Straight profile of a grey image: column means (along the width) or row means.
+// Profile of a grey image: column means (along its width) or row means (along its height).
 void profileOf(const cv::Mat& grey, bool alongWidth, std::vector<float>& profile)
 {
     if (alongWidth)
