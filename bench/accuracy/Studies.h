@@ -25,6 +25,9 @@ std::vector<Setting> imageSettings(const StudyOptions& options);
 /// on upright strips, and the edge points tool.
 StudyResult studyEdgePosition(const StudyOptions& options);
 
+/// Width between the edge pairs of bars (clcMulEdgePoints).
+StudyResult studyEdgePairs(const StudyOptions& options);
+
 /// Line, circle and ellipse fits on point sets with known truth, with and without 10 %
 /// gross outliers (series: outlier percentage; noise: pixels), against OpenCV's fits.
 StudyResult studyLineFits(const StudyOptions& options);

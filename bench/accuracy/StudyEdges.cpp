@@ -1,4 +1,5 @@
-// Edge position over straight step edges at random sub-pixel offsets and angles.
+// Edge position over straight step edges at random sub-pixel offsets and angles, and the
+// width between the edges of bars.
 
 #include "Studies.h"
 
@@ -12,7 +13,7 @@ namespace {
 
 constexpr uint64_t kTag = 1;
 
-enum EdgeMetric : size_t { EdgePointTool, SegmentCaliper };
+enum EdgeMetric : size_t { EdgePointTool, SegmentCaliper, EdgePointsTool };
 
 // The edge point tool as a user places it: a 40 x 20 caliper laid across the edge, a few
 // pixels off and a few degrees askew, scanning from the dark side.
@@ -40,6 +41,24 @@ void measureEdgePointTool(cv::RNG& rng, uint64_t seed, const std::vector<Setting
             recorder.error(s, EdgePointTool, (cv::Point2d(param.x, param.y) - edge).dot(n));
         else
             recorder.miss(s, EdgePointTool);
+
+        // The edge points tool on the same caliper: two segments of 10 rows.
+        constexpr size_t segments = 2;
+        _EdgePointsDetParam points;
+        points.scanAxis = 0;
+        points.direction = 0;
+        points.transition = DarkToLight;
+        points.percent = 50;
+        points.sigma = 1;
+        points.minStrength = 5;
+        points.segmentWidth = 10;
+        points.segmentStep = 10;
+        points.roi = &roi;
+        if (clcEdgePointsAndTransform(image, points))
+            for (const cv::Point2d& p : points.points)
+                recorder.error(s, EdgePointsTool, (p - edge).dot(n));
+        for (size_t k = points.points.size(); k < segments; ++k)
+            recorder.miss(s, EdgePointsTool);
     }
 }
 
@@ -107,7 +126,9 @@ bool lineError(cv::Point2d d, cv::Point2d p, cv::Point2d c, cv::Point2d n, doubl
 
 StudyResult studyEdgePosition(const StudyOptions& options)
 {
-    const std::vector<Metric> metrics{{"clcEdgePoint", "position", "px"}, {"clcSegmentPoints", "position", "px"}};
+    const std::vector<Metric> metrics{{"clcEdgePoint", "position", "px"},
+                                      {"clcSegmentPoints", "position", "px"},
+                                      {"clcEdgePoints", "position", "px"}};
     return runStudy("edge", "blur_px", "noise_grey", metrics, imageSettings(options), options.placements,
                     [](int index, const std::vector<Setting>& settings, Recorder& recorder) {
                         const uint64_t seed = placementSeed(kTag, index);
@@ -115,6 +136,57 @@ StudyResult studyEdgePosition(const StudyOptions& options)
                         measureEdgePointTool(rng, seed, settings, recorder);
                         measureSegmentCaliper(rng, seed, settings, recorder);
                     });
+}
+
+// ---------------------------------------------------------------------------------
+// Edge pairs
+// ---------------------------------------------------------------------------------
+
+StudyResult studyEdgePairs(const StudyOptions& options)
+{
+    const std::vector<Metric> metrics{{"clcMulEdgePoints", "width", "px"}};
+    return runStudy(
+        "edge_pairs", "blur_px", "noise_grey", metrics, imageSettings(options), options.placements,
+        [](int index, const std::vector<Setting>& settings, Recorder& recorder) {
+            const uint64_t seed = placementSeed(9, index);
+            cv::RNG rng(seed);
+            // A bright bar 8 to 30 px wide crossing the whole image; the ROI lies across it,
+            // 24 px wider than the bar, a few pixels off its middle and up to 3 degrees
+            // askew, so that the width along the ROI is width / cos(skew).
+            const double width = rng.uniform(8.0, 30.0), barAngle = rng.uniform(0.0, 360.0);
+            const cv::Point2d across = unitAt(barAngle), along(-across.y, across.x);
+            const cv::Point2d barCentre(60 + rng.uniform(-1.0, 1.0), 60 + rng.uniform(-1.0, 1.0));
+            synthetic::Scene scene(cv::Size(120, 120), kDark);
+            scene.fillRotatedRect(barCentre, width, 400.0, barAngle, kBright);
+            const double skew = rng.uniform(-3.0, 3.0);
+            const cv::Point2d roiCentre = barCentre + across * rng.uniform(-3.0, 3.0) + along * rng.uniform(-5.0, 5.0);
+            RotateRectROI roi(roiCentre.x, roiCentre.y, static_cast<float>(barAngle + skew),
+                              static_cast<float>(width + 24.0), 40.0f);
+            const double truth = width / std::cos(skew * CV_PI / 180.0);
+            constexpr size_t bands = 4; // 40 rows in bands of 10
+
+            for (size_t s = 0; s < settings.size(); ++s) {
+                cv::Mat image = scene.toGrey(settings[s].series, settings[s].noise, seed);
+                _MulEdgePointDetParam param;
+                param.pairMode = 0;
+                param.segmentAxis = 0;
+                param.direction = 0;
+                param.transition = BothTransitions;
+                param.threshold = 50;
+                param.smoothWidth = 3;
+                param.minGradient = 5;
+                param.segmentWidth = 10;
+                param.segmentStep = 10;
+                param.minPairDistance = 2.0f;
+                param.roi = &roi;
+                clcMulEdgePoints(image, param);
+                const size_t pairs = std::min(param.firstEdges.size(), param.secondEdges.size());
+                for (size_t k = 0; k < pairs; ++k)
+                    recorder.error(s, 0, param.secondEdges[k].x - param.firstEdges[k].x - truth);
+                for (size_t k = pairs; k < bands; ++k)
+                    recorder.miss(s, 0);
+            }
+        });
 }
 
 } // namespace accuracy

@@ -26,6 +26,7 @@ struct StudyEntry {
 
 const StudyEntry kStudies[] = {
     {"edge", accuracy::studyEdgePosition},
+    {"edge_pairs", accuracy::studyEdgePairs},
     {"line", accuracy::studyLineTool},
     {"saddle", accuracy::studySaddlePoints},
     {"fit_line", accuracy::studyLineFits},

@@ -259,6 +259,9 @@ distance of the reported point from the true edge line, positive towards the bri
 - **clcSegmentPoints**: the segment caliper alone on an upright 48 × 50 px strip holding
   an edge tilted up to 5° from vertical; five segments of 10 rows, sigma 1, 50 %,
   minStrength 5. Every segment's point is one measurement.
+- **clcEdgePoints**: the edge points tool on the same caliper as clcEdgePoint (two
+  segments of 10 rows, sigma 1, 50 %, minStrength 5), its points mapped into the image by
+  clcEdgePointsAndTransform: the segment caliper behind the ROI's straightening warp.
 
 **Reading the results.** clcEdgePoint takes whole samples (or the centre of a plateau) of
 the one-sided difference p[i] − p[i−1], which marks a step lying between samples i−1 and
@@ -273,10 +276,30 @@ at noise 5. A segment reports its centre line at start + width/2, which is half 
 beyond the centre of the rows it averages (their pixel centres run from start to
 start + width − 1); on an edge tilted by t against the segments this moves the point by
 0.5·sin t across the edge, at most 0.044 px at 5°, and that share is included in the
-figures. Heavier blur lowers the derivative peak against the noise, so the noisy settings
-grow fastest at blur 2 px.
+figures. clcEdgePoints adds the bilinear interpolation of the straightening warp and
+stays as close: {clcEdgePoints|position|1|0|rms} px RMS without noise,
+{clcEdgePoints|position|1|5|rms} px at noise 5. Heavier blur lowers the derivative peak
+against the noise, so the noisy settings grow fastest at blur 2 px.
 """,
         ["position"]),
+    Study(
+        "edge_pairs", "Edge pairs",
+        """\
+A bright bar 8 to 30 px wide at a random angle. clcMulEdgePoints runs over a ROI laid
+across it, 24 px wider than the bar and 40 px high (four bands of 10 rows; both
+polarities, the outermost pair, threshold 50, smoothWidth 3, minGradient 5), up to 3 px
+off the bar's middle and turned up to 3° against it. The truth is the width along the
+ROI, width / cos(skew); every band's pair is one measurement.
+
+Like clcEdgePoint, the tool takes whole samples of a one-sided difference, so each edge is
+reported half a pixel late in the scan direction: the two shifts cancel in the width (bias
+{clcMulEdgePoints|width|1|0|bias} px at blur 1 px without noise), but each edge is rounded
+to a whole sample, which leaves {clcMulEdgePoints|width|1|0|rms} px RMS and up to
+{clcMulEdgePoints|width|1|0|worst} px without noise. At blur 2 px and noise 10 a noise
+peak can pass the threshold outside the bar and take the place of an edge (worst
+{clcMulEdgePoints|width|2|10|worst} px).
+""",
+        ["width"]),
     Study(
         "line", "Line tool",
         """\

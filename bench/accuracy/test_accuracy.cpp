@@ -44,6 +44,17 @@ TEST(Accuracy, EdgePositionAtBlurOne)
     // The edge point tool reports whole samples of a one-sided difference: half a pixel
     // past the edge by definition. First run bias 0.495, RMS 0.575, worst 1.012 px.
     expectWithin(r, "clcEdgePoint", "position", 1.0, {1.0, 0.1, 0.65, 1.1}, 0.5);
+    // The edge points tool, the segment caliper behind the straightening warp: first run
+    // bias -0.0004, RMS 0.022, worst 0.072 px.
+    expectWithin(r, "clcEdgePoints", "position", 1.0, {1.0, 0.01, 0.035, 0.11});
+}
+
+TEST(Accuracy, EdgePairWidthAtBlurOne)
+{
+    // Both edges are whole samples shifted the same way, so the width is unbiased but
+    // rounded: first run bias 0.0014, RMS 0.407, worst 0.958 px.
+    const StudyResult r = studyEdgePairs({kPlacements, {1.0}, {0.0}});
+    expectWithin(r, "clcMulEdgePoints", "width", 1.0, {1.0, 0.05, 0.5, 1.25});
 }
 
 TEST(Accuracy, LineToolAtBlurOne)
