@@ -68,6 +68,8 @@ class Study:
         rows = self.select(tool=tool, quantity=quantity, series=float(series), noise=float(noise))
         if not rows:
             raise KeyError(f"{self.name}: no row {tool} / {quantity} / {series} / {noise}")
+        if stat == "found_pct":
+            return 100.0 * rows[0]["found"] / rows[0]["trials"]
         return rows[0][stat]
 
     def series_label(self, value):
@@ -380,6 +382,43 @@ for Tukey with 10 % outliers against {fitEllipse LS|centre|10|0.2|rms} px for le
 and {cv::fitEllipseDirect|centre|10|0.2|rms} px for cv::fitEllipseDirect.
 """,
         ["centre", "major axis", "minor axis", "angle"], log=True),
+    Study(
+        "circle", "Circle and arc tools",
+        """\
+A bright disc of radius 30 to 70 px. The circle tool (clcCirclePointsAndFit, fitMode 0,
+no best-edge selection, angular smoothing or outlier removal) runs on a RingROI and on an
+ArcROI covering a random third of the turn, both centred up to 3 px off the disc's centre
+and reaching 10 px either side of its edge, with calipers of 10 rows scanning outwards
+from light to dark (sigma 1, 50 %, minStrength 5). The arc tool (clcArcPointsAndFit,
+fitMode 0) runs on the same ArcROI; its start and end angles are compared with the
+angles, about the true centre, at which the true circle crosses the ROI's boundary rays,
+which is how the tool defines the arc's extent. cv::HoughCircles runs on the whole image
+with the radius range the ring gives (true radius ± 10 px), a minimum distance of 100 px
+and OpenCV's documented starting parameters (HOUGH_GRADIENT: dp 1, Canny threshold 100,
+accumulator threshold 20; HOUGH_GRADIENT_ALT: dp 1.5, 300, perfectness 0.9); its first
+(strongest) circle is scored. Centre errors are signed, per axis.
+
+Without noise the ring gives the radius within {clcCirclePointsAndFit ring|radius|1|0|rms} px
+RMS and the centre within {clcCirclePointsAndFit ring|centre x|1|0|rms} px RMS per axis at
+blur 1 px. The radius comes out slightly small, more so with more blur (bias
+{clcCirclePointsAndFit ring|radius|0.5|0|bias}, {clcCirclePointsAndFit ring|radius|1|0|bias}
+and {clcCirclePointsAndFit ring|radius|2|0|bias} px at blur 0.5, 1 and 2 px): blurring a
+disc moves the steepest point of its edge inwards by about sigma² / (2 · radius), and the
+calipers find the steepest point. On the 120° arc the errors are about twice the ring's
+(radius {clcCirclePointsAndFit arc 120|radius|1|0|rms} px RMS). The arc tool places the
+arc's ends within {clcArcPointsAndFit|start angle|1|0|rms}° RMS without noise and
+{clcArcPointsAndFit|start angle|1|5|rms}° at noise 5.
+
+The classic Hough method reports whole-pixel centres ({cv::HoughCircles|centre x|1|0|rms} px
+RMS) and radii ({cv::HoughCircles|radius|1|0|rms} px RMS); the alternative method's centres
+are no closer ({cv::HoughCircles ALT|centre x|1|0|rms} px) and its radius is
+{cv::HoughCircles ALT|radius|1|0|bias} px too large on average. At noise 10 the classic
+method's strongest circle is often another one (radius RMS
+{cv::HoughCircles|radius|1|10|rms} px at blur 1 px) and the alternative method finds
+{cv::HoughCircles ALT|radius|2|10|found_pct} % of the discs at blur 2 px. Both could be
+tuned for these images; the study uses the settings a user starts from.
+""",
+        ["radius", "centre x", "start angle"], log=True),
     Study(
         "saddle", "Saddle points",
         """\
