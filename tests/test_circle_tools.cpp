@@ -128,6 +128,30 @@ TEST(CircleTool, PointsReplaceThePreviousOnesAndColourIsConverted)
     EXPECT_EQ(param.roiImage.channels(), 1);
 }
 
+TEST(CircleTool, SegmentPointsRunBackwardsFromTheEndWhenAsked)
+{
+    cv::Mat image = discImage(200, 40);
+    RingROI roi(203.2, 197.8, 125, 80);
+    cv::Mat roiImage;
+    cv::Rect crop;
+    std::vector<cv::Point2d> polar, points;
+    clcCircleSegmentPoints(image, &roi, false, 90, LeftToRight, LightToDark, 3, 3, 1024, 2, 30, 5, roiImage, crop,
+                           polar, points, false, 0, -1.0);
+    ASSERT_GT(points.size(), 200u);
+    ASSERT_EQ(points.size(), polar.size());
+    EXPECT_LT(worstRadialError(points, kCentre, kRadius), 0.2);
+    // Rows start at 90 degrees and turn anticlockwise on screen; the polar list holds
+    // (column, angle) about the whole-pixel centre, the column counted from the inner radius.
+    EXPECT_NEAR(polar.front().y, kPi / 2, 0.02);
+    for (size_t i = 0; i < points.size(); ++i) {
+        EXPECT_NEAR(points[i].x, 203 + (80 + polar[i].x) * std::cos(polar[i].y), 1e-9);
+        EXPECT_NEAR(points[i].y, 197 + (80 + polar[i].x) * std::sin(polar[i].y), 1e-9);
+        if (i > 0) {
+            EXPECT_LT(polar[i].y, polar[i - 1].y);
+        }
+    }
+}
+
 TEST(CircleTool, SeamPaddingLetsTheLastCaliperCrossTheStart)
 {
     cv::Mat image = discImage(200, 40, 0, kCentre, 90);
