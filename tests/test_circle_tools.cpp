@@ -78,8 +78,9 @@ double rayCrossingAngle(cv::Point2d origin, double a, cv::Point2d centre, double
 
 } // namespace
 
-TEST(CircleTool, RingsInEitherRadiusOrderSenseAndPolarity)
+TEST(CircleTool, RingsAndArcsInEitherSenseAndPolarity)
 {
+    const cv::Point2d arcCentre(197.6, 203.1);
     for (const bool brightDisc : {true, false}) {
         cv::Mat image = brightDisc ? discImage(200, 40) : discImage(40, 200);
         for (const int direction : {0, 1}) {
@@ -101,6 +102,20 @@ TEST(CircleTool, RingsInEitherRadiusOrderSenseAndPolarity)
                 EXPECT_FALSE(clcCirclePointsAndFit(image, param, 0, false, 0, -1.0));
                 EXPECT_FALSE(param.success);
                 EXPECT_TRUE(param.edgePoints.empty());
+            }
+            // Arcs drawn about another point, one of them through 0 degrees (start above end).
+            for (const auto& [a1, a2] : {std::pair{30.0f, 120.0f}, std::pair{320.0f, 25.0f}}) {
+                ArcROI arc(arcCentre.x, arcCentre.y, 125, 80, a1, a2);
+                auto param = record<_ArcDetParam>(&arc, direction, transition);
+                ASSERT_TRUE(clcArcPointsAndFit(image, param, 0, true, 0, -1.0));
+                // Along the axis of a short arc the centre trades against the radius: a
+                // few hundredths of radial scatter move both by a tenth.
+                EXPECT_NEAR(param.centre.x, kCentre.x, 0.15);
+                EXPECT_NEAR(param.centre.y, kCentre.y, 0.15);
+                EXPECT_NEAR(param.radius, kRadius, 0.15);
+                EXPECT_LT(worstRadialError(param.edgePoints, kCentre, kRadius), 0.1);
+                EXPECT_NEAR(param.arcStartAngle, rayCrossingAngle(arcCentre, a1, kCentre, kRadius), 0.1);
+                EXPECT_NEAR(param.arcEndAngle, rayCrossingAngle(arcCentre, a2, kCentre, kRadius), 0.1);
             }
         }
     }
@@ -258,30 +273,6 @@ TEST(CircleTool, InlierCheckNeedsTenPointsNearTheCircle)
         // Accepted or not, the record holds a circle near the truth (the first estimate
         // when the check refused the fit).
         EXPECT_NEAR(param.radius, kRadius, 0.5);
-    }
-}
-
-TEST(ArcTool, ArcsAndTheirAnglesInBothSensesAndThroughZero)
-{
-    const cv::Point2d roiCentre(197.6, 203.1);
-    for (const bool brightDisc : {true, false}) {
-        cv::Mat image = brightDisc ? discImage(200, 40) : discImage(40, 200);
-        for (const int direction : {0, 1}) {
-            const int transition = (direction == 0) == brightDisc ? LightToDark : DarkToLight;
-            for (const auto& [a1, a2] : {std::pair{30.0f, 120.0f}, std::pair{320.0f, 25.0f}}) {
-                ArcROI arc(roiCentre.x, roiCentre.y, 125, 80, a1, a2);
-                auto param = record<_ArcDetParam>(&arc, direction, transition);
-                ASSERT_TRUE(clcArcPointsAndFit(image, param, 0, true, 0, -1.0));
-                // Along the axis of a short arc the centre trades against the radius: a
-                // few hundredths of radial scatter move both by a tenth.
-                EXPECT_NEAR(param.centre.x, kCentre.x, 0.15);
-                EXPECT_NEAR(param.centre.y, kCentre.y, 0.15);
-                EXPECT_NEAR(param.radius, kRadius, 0.15);
-                EXPECT_LT(worstRadialError(param.edgePoints, kCentre, kRadius), 0.1);
-                EXPECT_NEAR(param.arcStartAngle, rayCrossingAngle(roiCentre, a1, kCentre, kRadius), 0.1);
-                EXPECT_NEAR(param.arcEndAngle, rayCrossingAngle(roiCentre, a2, kCentre, kRadius), 0.1);
-            }
-        }
     }
 }
 

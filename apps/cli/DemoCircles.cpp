@@ -27,6 +27,23 @@ double rayExitAngle(cv::Point2d origin, double angle, const Disc& disc)
     return a < 0 ? a + 360.0 : a;
 }
 
+// Settings a user would pick for these rims: calipers three angles wide every two, light
+// smoothing, edges from dark to bright in the given scan sense.
+template <typename Record, typename Roi>
+Record darkToLightRecord(ClcDirection direction, Roi* roi)
+{
+    Record param;
+    param.direction = direction;
+    param.transition = DarkToLight;
+    param.percent = 30;
+    param.sigma = 2;
+    param.minStrength = 10;
+    param.segmentWidth = 3;
+    param.segmentStep = 2;
+    param.roi = roi;
+    return param;
+}
+
 // The true circle in green; the edge points, the measured outline and centre in red.
 void drawMeasurement(cv::Mat& canvas, const View& view, const Disc& truth, const std::vector<cv::Point2d>& outline,
                      bool closed, cv::Point2d centre, const std::vector<cv::Point2d>& points)
@@ -44,15 +61,7 @@ void runCircle(Context& context)
     // Drawn by eye a few pixels off the hole's centre, from well inside its rim to well
     // into the plate; the calipers walk outwards, from the dark hole onto the bright plate.
     RingROI roi(hole.centre.x + 3.4, hole.centre.y - 2.2, 100.0f, 55.0f);
-    _CircleDetParam param;
-    param.direction = LeftToRight;
-    param.transition = DarkToLight;
-    param.percent = 30;
-    param.sigma = 2;
-    param.minStrength = 10;
-    param.segmentWidth = 3;
-    param.segmentStep = 2;
-    param.roi = &roi;
+    auto param = darkToLightRecord<_CircleDetParam>(LeftToRight, &roi);
     cv::Mat image = context.image();
     const bool found = clcCirclePointsAndFit(image, param, 0, true, 0, 2.0);
 
@@ -82,15 +91,7 @@ void runArc(Context& context)
     // background onto the bright boss.
     const cv::Point2d roiCentre(boss.centre.x - 4.3, boss.centre.y + 3.1);
     ArcROI roi(roiCentre.x, roiCentre.y, 105.0f, 155.0f, 300.0f, 50.0f);
-    _ArcDetParam param;
-    param.direction = RightToLeft;
-    param.transition = DarkToLight;
-    param.percent = 30;
-    param.sigma = 2;
-    param.minStrength = 10;
-    param.segmentWidth = 3;
-    param.segmentStep = 2;
-    param.roi = &roi;
+    auto param = darkToLightRecord<_ArcDetParam>(RightToLeft, &roi);
     cv::Mat image = context.image();
     const bool found = clcArcPointsAndFit(image, param, 0, true, 0, 2.0);
 
