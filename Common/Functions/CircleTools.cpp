@@ -129,9 +129,13 @@ cv::Vec3d polarReferenceLine(std::vector<cv::Point2d>& points)
 double distanceTo(const cv::Vec3d& line, cv::Point2d p) { return pointToLineDistance(p, line[0], line[1], line[2], false); }
 
 // Of each run of points in the same row (one caliper's edges), keeps the one nearest to
-// the reference line, the first on ties.
+// the reference line, the first on ties. When no caliper found more than one edge there
+// is nothing to choose, and the robust line fit, the costly part, is skipped.
 void keepBestEdgePerRow(std::vector<cv::Point2d>& points)
 {
+    const auto sameRow = [](const cv::Point2d& a, const cv::Point2d& b) { return a.y == b.y; };
+    if (std::adjacent_find(points.begin(), points.end(), sameRow) == points.end())
+        return;
     const cv::Vec3d line = polarReferenceLine(points);
     std::vector<cv::Point2d> kept;
     size_t runStart = 0;

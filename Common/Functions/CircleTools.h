@@ -17,10 +17,11 @@
 // Limits: the radii must be finite and non-negative, the outer radius below 16383
 // (the crop around it is the source of OpenCV's remap, which handles sides below 32767
 // only) and the unwrapped strip must have fewer than 32767 rows (for a full ring an
-// outer radius up to 5215). The centre must lie within +-1e9 pixels. ROIs beyond these
-// limits are refused before anything is allocated. Images must be 8-bit with 1, 3 or 4
-// channels; colour is converted with COLOR_RGB2GRAY. Failures are reported by empty point
-// lists and false results, never by exceptions of the library's own.
+// outer radius up to 5215; an arc's crop near the limit takes about 1 GB). The centre
+// must lie within +-1e9 pixels. ROIs beyond these limits are refused before anything is
+// allocated. Images must be 8-bit with 1, 3 or 4 channels; colour is converted with
+// COLOR_RGB2GRAY. Failures are reported by empty point lists and false results, never by
+// exceptions of the library's own.
 
 #include "FunctionsDef.h"
 
