@@ -135,7 +135,7 @@ bool clcArcPointsAndFit(cv::Mat& image, _ArcDetParam& param, int fitMode, bool b
     if (fitted.size() < 3)
         return false;
 
-    // A failed fit leaves the estimate, which is then what the arc is measured with.
+    // The fit starts from the estimate and leaves it in place should it fail at once.
     cv::Point2d centre = param.centre;
     double radius = param.radius;
     fitCircle(fitted, centre, radius, FitCircleTukey);
@@ -185,7 +185,7 @@ void findArcAngle(_ArcDetParam& param)
 
     // Image angles run clockwise on screen; whether the found arc goes from the first end
     // to the last that way, or round the other way, is told by a point just past the first.
-    const float probeAngle = theta.front() + 0.01f;
+    const double probeAngle = theta.front() + 0.01f;
     const cv::Point2d probe(param.centre.x + param.radius * std::cos(probeAngle),
                             param.centre.y + param.radius * std::sin(probeAngle));
     const double first = yUpDegrees(theta.front() * kDegreesPerRadian);

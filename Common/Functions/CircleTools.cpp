@@ -250,7 +250,7 @@ void clcCircleSegmentPoints(cv::Mat& image, ROI* roi, bool clockwiseFromStart, i
     if (outlierDistance >= 0 && polarPoints.size() >= 3)
         removeFarFromLine(polarPoints, outlierDistance);
 
-    double from = (clockwiseFromStart ? start : end) * kPi / 180.0;
+    const double from = (clockwiseFromStart ? start : end) * kPi / 180.0;
     double rowAngle = angleStep * kPi / 180.0;
     if (!clockwiseFromStart)
         rowAngle = -rowAngle;
