@@ -11,6 +11,7 @@
 #include "Fitting.h"
 #include "Geometry.h"
 #include "ImageSampling.h"
+#include "LineTools.h"
 #include "MatchingResults.h"
 #include "PlaneFitting.h"
 #include "ProfileCore.h"
