@@ -112,10 +112,10 @@ void BM_clcCirclePointsAndFit(benchmark::State& state)
 }
 BENCHMARK(BM_clcCirclePointsAndFit)->Unit(benchmark::kMicrosecond);
 
-// Every edge of every caliper, the best kept, and outliers removed, as the demo runs it.
+// Every edge of every caliper, the best kept, and outliers beyond 3 px removed.
 void BM_clcCirclePointsAndFit_BestEdgeAndOutliers(benchmark::State& state)
 {
-    circleTool(state, true, 2.0);
+    circleTool(state, true, 3.0);
 }
 BENCHMARK(BM_clcCirclePointsAndFit_BestEdgeAndOutliers)->Unit(benchmark::kMicrosecond);
 

@@ -51,7 +51,10 @@
 /// With bestEdgePerCaliper every edge of a caliper is found and the one nearest to a
 /// Tukey line through all polar points (radius against row) is kept. outlierDistance >= 0
 /// then removes, in one pass, the points whose distance to a refitted line is not below
-/// outlierDistance + 1e-6 (in pixels of the strip); a negative value disables it.
+/// outlierDistance + 1e-6 (in pixels of the strip); a negative value disables it. Both
+/// judge against a straight line in the strip, where a circle off the ROI's centre by d
+/// traces a wave of amplitude d over a full turn: keep outlierDistance well above the
+/// centring error, or a small value removes good points.
 ///
 /// Outputs: polarPoints receives (column, angle in radians, image sense) and imagePoints
 /// the same points in image coordinates, in row order. Both lists are left untouched when

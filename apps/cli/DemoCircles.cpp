@@ -63,7 +63,7 @@ void runCircle(Context& context)
     RingROI roi(hole.centre.x + 3.4, hole.centre.y - 2.2, 100.0f, 55.0f);
     auto param = darkToLightRecord<_CircleDetParam>(LeftToRight, &roi);
     cv::Mat image = context.image();
-    const bool found = clcCirclePointsAndFit(image, param, 0, true, 0, 2.0);
+    const bool found = clcCirclePointsAndFit(image, param, 0, true, 0, -1.0);
 
     // A robust fit through hundreds of sub-pixel points on a blurred, noisy rim.
     const char* tool = "clcCirclePointsAndFit";
@@ -93,7 +93,7 @@ void runArc(Context& context)
     ArcROI roi(roiCentre.x, roiCentre.y, 105.0f, 155.0f, 300.0f, 50.0f);
     auto param = darkToLightRecord<_ArcDetParam>(RightToLeft, &roi);
     cv::Mat image = context.image();
-    const bool found = clcArcPointsAndFit(image, param, 0, true, 0, 2.0);
+    const bool found = clcArcPointsAndFit(image, param, 0, true, 0, -1.0);
 
     // The arc seen through the ROI ends where its boundary rays leave the boss.
     const double start = rayExitAngle(roiCentre, roi.angle1, boss);
