@@ -199,7 +199,7 @@ TEST(EdgePoint, BadInputIsRefusedWithoutTouchingTheOutputs)
     const float nanf = std::numeric_limits<float>::quiet_NaN();
     std::vector<RotateRectROI> refused = {
         {50, 30, 0, 0.5f, 10}, {50, 30, 0, 40, 0.99f}, {50, 30, 0, nanf, 10},    {50, 30, nanf, 40, 10},
-        {nan, 30, 0, 40, 10},  {50, 30, 0, 1e9f, 10},  {50, 30, 0, 40, 40000.0f}, {1e300, 30, 0, 40, 10},
+        {nan, 30, 0, 40, 10},  {50, 30, 0, 1e9f, 10},  {50, 30, 0, 40, 40000.0f}, {1e300, 30, 0, 40, 10}, {1e10, 30, 0, 40, 10},
     };
     for (RotateRectROI& roi : refused) {
         auto p = makeParam(&roi, LeftToRight, DarkToLight, 50);

@@ -22,8 +22,10 @@ bool isUsableRotateRect(RotateRectROI& roi)
         return false;
     std::vector<cv::Point2f> corners;
     getCornerPoints(&roi, corners);
+    // Beyond about a million pixels OpenCV's warp overflows its fixed-point coordinates
+    // and samples real pixels of the image, so such a ROI would measure the wrong place.
     for (const cv::Point2f& c : corners)
-        if (!std::isfinite(c.x) || !std::isfinite(c.y))
+        if (!(std::abs(c.x) < kMaxCornerCoordinate) || !(std::abs(c.y) < kMaxCornerCoordinate))
             return false;
     return true;
 }

@@ -22,9 +22,11 @@ inline bool isStraightenableSize(float width, float height)
     return width >= 1.0f && height >= 1.0f && width < kMaxStraightenedSide && height < kMaxStraightenedSide;
 }
 
-/// True for a rotated rectangle a tool can straighten: straightenable sides and finite
-/// corners (a NaN or infinite centre or angle, or a centre too far out for single
-/// precision, is refused).
+/// Largest corner coordinate a rotated rectangle may have (pixels, either sign).
+constexpr float kMaxCornerCoordinate = 1.0e6f;
+
+/// True for a rotated rectangle a tool can straighten: straightenable sides and corners
+/// within kMaxCornerCoordinate (a NaN or infinite centre or angle is refused too).
 bool isUsableRotateRect(RotateRectROI& roi);
 
 /// True for images a tool can read: non-empty, 8-bit, with 1, 3 or 4 channels.
