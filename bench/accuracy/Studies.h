@@ -37,6 +37,10 @@ StudyResult studyEllipseFits(const StudyOptions& options);
 /// The line tool across straight edges: angle and offset of the fitted line.
 StudyResult studyLineTool(const StudyOptions& options);
 
+/// The circle tool on full rings and 120-degree arcs and the arc tool's ends, on discs,
+/// against cv::HoughCircles.
+StudyResult studyCircleTools(const StudyOptions& options);
+
 /// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
 StudyResult studySaddlePoints(const StudyOptions& options);
 

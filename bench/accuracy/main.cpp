@@ -28,6 +28,7 @@ const StudyEntry kStudies[] = {
     {"edge", accuracy::studyEdgePosition},
     {"edge_pairs", accuracy::studyEdgePairs},
     {"line", accuracy::studyLineTool},
+    {"circle", accuracy::studyCircleTools},
     {"saddle", accuracy::studySaddlePoints},
     {"fit_line", accuracy::studyLineFits},
     {"fit_circle", accuracy::studyCircleFits},

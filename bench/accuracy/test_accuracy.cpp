@@ -66,6 +66,26 @@ TEST(Accuracy, LineToolAtBlurOne)
     expectWithin(r, "clcEdgeLineAndFit", "offset", 1.0, {1.0, 0.005, 0.025, 0.065});
 }
 
+TEST(Accuracy, CircleAndArcToolsAtBlurOne)
+{
+    const StudyResult r = studyCircleTools({kPlacements, {1.0}, {0.0}});
+    // First run, ring: centre bias -0.006 / 0.003, RMS 0.018 / 0.017, worst 0.055 px per
+    // axis; radius bias -0.015 (blur moves a disc's steepest edge inwards), RMS 0.016,
+    // worst 0.030 px. 120-degree arc: centre RMS 0.032 / 0.029, worst 0.109 px; radius
+    // RMS 0.034, worst 0.111 px.
+    for (const char* axis : {"centre x", "centre y"}) {
+        expectWithin(r, "clcCirclePointsAndFit ring", axis, 1.0, {1.0, 0.015, 0.03, 0.09});
+        expectWithin(r, "clcCirclePointsAndFit arc 120", axis, 1.0, {1.0, 0.015, 0.05, 0.17});
+    }
+    expectWithin(r, "clcCirclePointsAndFit ring", "radius", 1.0, {1.0, 0.01, 0.025, 0.045}, -0.015);
+    expectWithin(r, "clcCirclePointsAndFit arc 120", "radius", 1.0, {1.0, 0.015, 0.05, 0.17}, -0.015);
+    // Arc tool: ends RMS 0.059 / 0.056, worst 0.22 / 0.24 deg; radius RMS 0.041, worst
+    // 0.142 px.
+    for (const char* end : {"start angle", "end angle"})
+        expectWithin(r, "clcArcPointsAndFit", end, 1.0, {1.0, 0.02, 0.09, 0.36});
+    expectWithin(r, "clcArcPointsAndFit", "radius", 1.0, {1.0, 0.015, 0.06, 0.21}, -0.015);
+}
+
 TEST(Accuracy, SaddlePointsAtBlurOne)
 {
     const StudyResult r = studySaddlePoints({kPlacements, {1.0}, {0.0}});
