@@ -297,9 +297,9 @@ Like clcEdgePoint, the tool takes whole samples of a one-sided difference, so ea
 reported half a pixel late in the scan direction: the two shifts cancel in the width (bias
 {clcMulEdgePoints|width|1|0|bias} px at blur 1 px without noise), but each edge is rounded
 to a whole sample, which leaves {clcMulEdgePoints|width|1|0|rms} px RMS and up to
-{clcMulEdgePoints|width|1|0|worst} px without noise. At blur 2 px and noise 10 a noise
-peak can pass the threshold outside the bar and take the place of an edge (worst
-{clcMulEdgePoints|width|2|10|worst} px).
+{clcMulEdgePoints|width|1|0|worst} px without noise. An error of several pixels, as at
+blur 2 px and noise 10 (worst {clcMulEdgePoints|width|2|10|worst} px), can only come from a
+noise peak that passes the threshold and becomes the first or last peak of its band.
 """,
         ["width"]),
     Study(
@@ -321,6 +321,64 @@ points averages away most of the single caliper's error. At noise 10 the offset 
 """,
         ["angle", "offset"]),
     Study(
+        "circle", "Circle and arc tools",
+        """\
+A bright disc of radius 30 to 70 px. The circle tool (clcCirclePointsAndFit, fitMode 0,
+no best-edge selection, angular smoothing or outlier removal) runs on a RingROI and on an
+ArcROI covering a random third of the turn, both centred up to 3 px off the disc's centre
+and reaching 10 px either side of its edge, with calipers of 10 rows scanning outwards
+from light to dark (sigma 1, 50 %, minStrength 5). The arc tool (clcArcPointsAndFit,
+fitMode 0) runs on the same ArcROI; its start and end angles are compared with the
+angles, about the true centre, at which the true circle crosses the ROI's boundary rays,
+which is how the tool defines the arc's extent. cv::HoughCircles runs on the whole image
+with the radius range the ring gives (true radius ± 10 px), a minimum distance of 100 px
+and OpenCV's documented starting parameters (HOUGH_GRADIENT: dp 1, Canny threshold 100,
+accumulator threshold 20; HOUGH_GRADIENT_ALT: dp 1.5, 300, perfectness 0.9); its first
+(strongest) circle is scored. Centre errors are signed, per axis.
+
+Without noise the ring gives the radius within {clcCirclePointsAndFit ring|radius|1|0|rms} px
+RMS and the centre within {clcCirclePointsAndFit ring|centre x|1|0|rms} px RMS per axis at
+blur 1 px. The radius comes out slightly small, more so with more blur (bias
+{clcCirclePointsAndFit ring|radius|0.5|0|bias}, {clcCirclePointsAndFit ring|radius|1|0|bias}
+and {clcCirclePointsAndFit ring|radius|2|0|bias} px at blur 0.5, 1 and 2 px): blurring a
+disc moves the steepest point of its edge inwards by about sigma² / (2 · radius), and the
+calipers find the steepest point. On the 120° arc the errors are about twice the ring's
+(radius {clcCirclePointsAndFit arc 120|radius|1|0|rms} px RMS). The arc tool places the
+arc's ends within {clcArcPointsAndFit|start angle|1|0|rms}° RMS without noise and
+{clcArcPointsAndFit|start angle|1|5|rms}° at noise 5.
+
+The classic Hough method comes within about a third of a pixel in the centre
+({cv::HoughCircles|centre x|1|0|rms} px RMS) and half a pixel in the radius
+({cv::HoughCircles|radius|1|0|rms} px RMS) without noise: an order of magnitude behind the
+calipers. The alternative method's centres are no closer ({cv::HoughCircles ALT|centre x|1|0|rms} px) and its radius is
+{cv::HoughCircles ALT|radius|1|0|bias} px too large on average. At noise 10 the classic
+method's strongest circle is often another one (radius RMS
+{cv::HoughCircles|radius|1|10|rms} px at blur 1 px), and at blur 2 px the alternative
+method finds {cv::HoughCircles ALT|radius|2|10|found_pct} % of the discs. Both could be
+tuned for these images; the study uses the settings a user starts from.
+""",
+        ["radius", "centre x", "start angle"], log=True),
+    Study(
+        "saddle", "Saddle points",
+        """\
+A chessboard of random square size (12 to 20 px), angle and sub-pixel offset filling a
+96 × 96 image; the inner corners at least 12 px from the border are scored.
+criticalPointsDetection runs with sigma 1 px and threshold 2. It reports every pixel near
+a corner whose own quadratic fit passes, often two or three per corner, each moved only
+along its own gradient; the points within 2 px of a corner are merged into their mean, as
+a user would, and that mean is scored. Points farther than 2 px from every grid crossing
+are counted as spurious. cv::cornerSubPix refines from the pixel nearest each true corner
+(window 9 × 9, 40 iterations, 0.001 px).
+
+Without noise the detector finds {criticalPointsDetection|x|1|0|found_pct} % of the corners
+at blur 1 px and places them within {criticalPointsDetection|x|1|0|rms} px RMS per axis
+(worst {criticalPointsDetection|x|1|0|worst} px); cv::cornerSubPix, which is a refiner and needs a start
+point, reaches {cv::cornerSubPix|x|1|0|rms} px. At noise 10 the detector produces
+{criticalPointsDetection|spurious points per image|1|10|bias} spurious points per image at
+blur 1 px.
+""",
+        ["x", "spurious points per image"]),
+    Study(
         "fit_line", "Line fits on point sets",
         """\
 50 points 2 px apart on a line of random direction around image-sized coordinates. The
@@ -330,11 +388,11 @@ compared with cv::fitLine (least squares, and Huber with its automatic scale); t
 fits use the adaptive scale (param 0).
 
 Without outliers least squares gives {fitLine LS|offset|0|0.2|rms} px RMS offset at
-0.2 px point noise, the same as cv::fitLine ({cv::fitLine L2|offset|0|0.2|rms} px). The
-robust fits pay for their robustness: their adaptive scale, 2 · median / 0.6745, is about
-twice the noise sigma, well inside the range where Tukey weights usually start to cut, so
-good points lose weight too (Huber {fitLine Huber|offset|0|0.2|rms} px, Tukey
-{fitLine Tukey|offset|0|0.2|rms} px). With 10 % outliers the least-squares line is pulled
+0.2 px point noise, the same as cv::fitLine ({cv::fitLine L2|offset|0|0.2|rms} px), and
+Huber weights cost nothing measurable ({fitLine Huber|offset|0|0.2|rms} px). Tukey weights
+do ({fitLine Tukey|offset|0|0.2|rms} px): the adaptive scale, 2 · median / 0.6745, is about
+twice the noise sigma, where Tukey weights are usually given about 4.7 sigma, so good
+points lose weight too. With 10 % outliers the least-squares line is pulled
 by {fitLine LS|offset|10|0.2|rms} px RMS while Huber keeps {fitLine Huber|offset|10|0.2|rms} px,
 Tukey {fitLine Tukey|offset|10|0.2|rms} px and cv::fitLine's Huber
 {cv::fitLine Huber|offset|10|0.2|rms} px; without noise the Tukey fit rejects the outliers
@@ -382,63 +440,6 @@ for Tukey with 10 % outliers against {fitEllipse LS|centre|10|0.2|rms} px for le
 and {cv::fitEllipseDirect|centre|10|0.2|rms} px for cv::fitEllipseDirect.
 """,
         ["centre", "major axis", "minor axis", "angle"], log=True),
-    Study(
-        "circle", "Circle and arc tools",
-        """\
-A bright disc of radius 30 to 70 px. The circle tool (clcCirclePointsAndFit, fitMode 0,
-no best-edge selection, angular smoothing or outlier removal) runs on a RingROI and on an
-ArcROI covering a random third of the turn, both centred up to 3 px off the disc's centre
-and reaching 10 px either side of its edge, with calipers of 10 rows scanning outwards
-from light to dark (sigma 1, 50 %, minStrength 5). The arc tool (clcArcPointsAndFit,
-fitMode 0) runs on the same ArcROI; its start and end angles are compared with the
-angles, about the true centre, at which the true circle crosses the ROI's boundary rays,
-which is how the tool defines the arc's extent. cv::HoughCircles runs on the whole image
-with the radius range the ring gives (true radius ± 10 px), a minimum distance of 100 px
-and OpenCV's documented starting parameters (HOUGH_GRADIENT: dp 1, Canny threshold 100,
-accumulator threshold 20; HOUGH_GRADIENT_ALT: dp 1.5, 300, perfectness 0.9); its first
-(strongest) circle is scored. Centre errors are signed, per axis.
-
-Without noise the ring gives the radius within {clcCirclePointsAndFit ring|radius|1|0|rms} px
-RMS and the centre within {clcCirclePointsAndFit ring|centre x|1|0|rms} px RMS per axis at
-blur 1 px. The radius comes out slightly small, more so with more blur (bias
-{clcCirclePointsAndFit ring|radius|0.5|0|bias}, {clcCirclePointsAndFit ring|radius|1|0|bias}
-and {clcCirclePointsAndFit ring|radius|2|0|bias} px at blur 0.5, 1 and 2 px): blurring a
-disc moves the steepest point of its edge inwards by about sigma² / (2 · radius), and the
-calipers find the steepest point. On the 120° arc the errors are about twice the ring's
-(radius {clcCirclePointsAndFit arc 120|radius|1|0|rms} px RMS). The arc tool places the
-arc's ends within {clcArcPointsAndFit|start angle|1|0|rms}° RMS without noise and
-{clcArcPointsAndFit|start angle|1|5|rms}° at noise 5.
-
-The classic Hough method reports whole-pixel centres ({cv::HoughCircles|centre x|1|0|rms} px
-RMS) and radii ({cv::HoughCircles|radius|1|0|rms} px RMS); the alternative method's centres
-are no closer ({cv::HoughCircles ALT|centre x|1|0|rms} px) and its radius is
-{cv::HoughCircles ALT|radius|1|0|bias} px too large on average. At noise 10 the classic
-method's strongest circle is often another one (radius RMS
-{cv::HoughCircles|radius|1|10|rms} px at blur 1 px) and the alternative method finds
-{cv::HoughCircles ALT|radius|2|10|found_pct} % of the discs at blur 2 px. Both could be
-tuned for these images; the study uses the settings a user starts from.
-""",
-        ["radius", "centre x", "start angle"], log=True),
-    Study(
-        "saddle", "Saddle points",
-        """\
-A chessboard of random square size (12 to 20 px), angle and sub-pixel offset filling a
-96 × 96 image; the inner corners at least 12 px from the border are scored.
-criticalPointsDetection runs with sigma 1 px and threshold 2. It reports every pixel near
-a corner whose own quadratic fit passes, often two or three per corner, each moved only
-along its own gradient; the points within 2 px of a corner are merged into their mean, as
-a user would, and that mean is scored. Points farther than 2 px from every grid crossing
-are counted as spurious. cv::cornerSubPix refines from the pixel nearest each true corner
-(window 9 × 9, 40 iterations, 0.001 px).
-
-The detector places corners within {criticalPointsDetection|x|1|0|rms} px RMS per axis
-(worst {criticalPointsDetection|x|1|0|worst} px) without noise and misses some corners
-altogether (see the found rate); cv::cornerSubPix, which is a refiner and needs a start
-point, reaches {cv::cornerSubPix|x|1|0|rms} px. At noise 10 the detector produces
-{criticalPointsDetection|spurious points per image|1|10|bias} spurious points per image at
-blur 1 px.
-""",
-        ["x", "spurious points per image"]),
 ]
 
 
