@@ -44,6 +44,28 @@ StudyResult studyCircleTools(const StudyOptions& options);
 /// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
 StudyResult studySaddlePoints(const StudyOptions& options);
 
+/// The segment caliper settings of every study: segments of 10 lines every 10 lines,
+/// Gaussian kernel 1, edges above 50 % of the strongest and above 5.
+template <class Param>
+void useSegmentCalipers(Param& param)
+{
+    param.percent = 50;
+    param.sigma = 1;
+    param.minStrength = 5;
+    param.segmentWidth = 10;
+    param.segmentStep = 10;
+}
+
+/// The single-caliper settings of every study: peaks above 50 % of the strongest, a
+/// moving average of 3 samples, strengths below 5 dropped.
+template <class Param>
+void useSingleCaliper(Param& param)
+{
+    param.threshold = 50;
+    param.smoothWidth = 3;
+    param.minGradient = 5;
+}
+
 /// Unit vector at angle degrees (positive turns +x towards +y).
 cv::Point2d unitAt(double degrees);
 

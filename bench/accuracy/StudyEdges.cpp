@@ -33,9 +33,7 @@ void measureEdgePointTool(cv::RNG& rng, uint64_t seed, const std::vector<Setting
         _EdgePointDetParam param;
         param.direction = LeftToRight;
         param.transition = DarkToLight;
-        param.threshold = 50;
-        param.smoothWidth = 3;
-        param.minGradient = 5;
+        useSingleCaliper(param);
         param.roi = &roi;
         if (clcEdgePoint(image, param))
             recorder.error(s, EdgePointTool, (cv::Point2d(param.x, param.y) - edge).dot(n));
@@ -48,11 +46,7 @@ void measureEdgePointTool(cv::RNG& rng, uint64_t seed, const std::vector<Setting
         points.scanAxis = 0;
         points.direction = 0;
         points.transition = DarkToLight;
-        points.percent = 50;
-        points.sigma = 1;
-        points.minStrength = 5;
-        points.segmentWidth = 10;
-        points.segmentStep = 10;
+        useSegmentCalipers(points);
         points.roi = &roi;
         if (clcEdgePointsAndTransform(image, points))
             for (const cv::Point2d& p : points.points)
@@ -172,9 +166,7 @@ StudyResult studyEdgePairs(const StudyOptions& options)
                 param.segmentAxis = 0;
                 param.direction = 0;
                 param.transition = BothTransitions;
-                param.threshold = 50;
-                param.smoothWidth = 3;
-                param.minGradient = 5;
+                useSingleCaliper(param);
                 param.segmentWidth = 10;
                 param.segmentStep = 10;
                 param.minPairDistance = 2.0f;

@@ -11,23 +11,6 @@
 
 namespace accuracy {
 
-namespace {
-
-// The caliper settings every segment-based tool of the study uses.
-template <class Param>
-void setCalipers(Param& param, int direction, int transition)
-{
-    param.direction = direction;
-    param.transition = transition;
-    param.percent = 50;
-    param.sigma = 1;
-    param.minStrength = 5;
-    param.segmentWidth = 10;
-    param.segmentStep = 10;
-}
-
-} // namespace
-
 // ---------------------------------------------------------------------------------
 // Line tool
 // ---------------------------------------------------------------------------------
@@ -57,7 +40,9 @@ StudyResult studyLineTool(const StudyOptions& options)
             for (size_t s = 0; s < settings.size(); ++s) {
                 cv::Mat image = scene.toGrey(settings[s].series, settings[s].noise, seed);
                 _EdgeLineDetParam param;
-                setCalipers(param, LeftToRight, DarkToLight);
+                param.direction = LeftToRight;
+                param.transition = DarkToLight;
+                useSegmentCalipers(param);
                 param.roi = &roi;
                 double angle = 0, offset = 0;
                 if (clcEdgeLineAndFit(image, param, 0) &&
@@ -101,6 +86,19 @@ double crossingAngle(cv::Point2d origin, double yUpDegrees, cv::Point2d centre, 
     const cv::Point2d p = origin + dir * (-b + std::sqrt(disc)) - centre;
     const double a = std::atan2(-p.y, p.x) * 180.0 / CV_PI;
     return a < 0 ? a + 360.0 : a;
+}
+
+// A circle or arc record whose calipers scan outwards from the bright disc into the dark
+// background.
+template <class Param, class Shape>
+Param outwardCalipers(Shape* roi)
+{
+    Param param;
+    param.direction = LeftToRight;
+    param.transition = LightToDark;
+    useSegmentCalipers(param);
+    param.roi = roi;
+    return param;
 }
 
 void recordCircle(Recorder& recorder, size_t s, size_t first, bool ok, cv::Point2d centre, double radius,
@@ -164,22 +162,15 @@ StudyResult studyCircleTools(const StudyOptions& options)
 
             for (size_t s = 0; s < settings.size(); ++s) {
                 cv::Mat image = scene.toGrey(settings[s].series, settings[s].noise, seed);
-                // Scanning outwards from the bright disc into the dark background.
-                _CircleDetParam circle;
-                setCalipers(circle, LeftToRight, LightToDark);
-                circle.roi = &ring;
+                auto circle = outwardCalipers<_CircleDetParam>(&ring);
                 bool ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
                 recordCircle(recorder, s, RingX, ok, circle.centre, circle.radius, centre, radius);
 
-                circle = _CircleDetParam();
-                setCalipers(circle, LeftToRight, LightToDark);
-                circle.roi = &arc;
+                circle = outwardCalipers<_CircleDetParam>(&arc);
                 ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
                 recordCircle(recorder, s, ArcX, ok, circle.centre, circle.radius, centre, radius);
 
-                _ArcDetParam arcParam;
-                setCalipers(arcParam, LeftToRight, LightToDark);
-                arcParam.roi = &arc;
+                auto arcParam = outwardCalipers<_ArcDetParam>(&arc);
                 if (clcArcPointsAndFit(image, arcParam, 0, false, 0, -1.0) && std::isfinite(arcParam.radius)) {
                     recorder.error(s, ArcToolRadius, arcParam.radius - radius);
                     recorder.error(s, ArcStart, angleDifference(arcParam.arcStartAngle, trueStart, 360.0));
