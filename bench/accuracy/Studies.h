@@ -6,6 +6,8 @@
 
 #include "Study.h"
 
+#include "Synthetic.h"
+
 #include <opencv2/core.hpp>
 
 #include <vector>
@@ -68,6 +70,16 @@ void useSingleCaliper(Param& param)
 
 /// Unit vector at angle degrees (positive turns +x towards +y).
 cv::Point2d unitAt(double degrees);
+
+/// A straight step edge at a random angle through a random point within 1 px of the
+/// centre of a square image, bright on the side its normal points to.
+struct StraightEdge {
+    double normalAngle; ///< degrees
+    cv::Point2d normal, along, point;
+    synthetic::Scene scene;
+
+    StraightEdge(cv::RNG& rng, int side);
+};
 
 /// Errors of a line with direction d through p against the true line through c with
 /// direction angle truthAngle (degrees) and unit normal n: the angle error in degrees,

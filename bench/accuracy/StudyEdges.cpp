@@ -19,17 +19,14 @@ enum EdgeMetric : size_t { EdgePointTool, SegmentCaliper, EdgePointsTool };
 // pixels off and a few degrees askew, scanning from the dark side.
 void measureEdgePointTool(cv::RNG& rng, uint64_t seed, const std::vector<Setting>& settings, Recorder& recorder)
 {
-    const double normalAngle = rng.uniform(0.0, 360.0);
-    const cv::Point2d n = unitAt(normalAngle), along(-n.y, n.x);
-    const cv::Point2d edge(36 + rng.uniform(-1.0, 1.0), 36 + rng.uniform(-1.0, 1.0));
-    synthetic::Scene scene(cv::Size(72, 72), kDark);
-    scene.fillHalfPlane(edge, normalAngle, kBright);
-
-    const cv::Point2d centre = edge + n * rng.uniform(-4.0, 4.0) + along * rng.uniform(-4.0, 4.0);
-    RotateRectROI roi(centre.x, centre.y, static_cast<float>(normalAngle + rng.uniform(-3.0, 3.0)), 40.0f, 20.0f);
+    const StraightEdge truth(rng, 72);
+    const cv::Point2d &n = truth.normal, &edge = truth.point;
+    const cv::Point2d centre = edge + n * rng.uniform(-4.0, 4.0) + truth.along * rng.uniform(-4.0, 4.0);
+    RotateRectROI roi(centre.x, centre.y, static_cast<float>(truth.normalAngle + rng.uniform(-3.0, 3.0)), 40.0f,
+                      20.0f);
 
     for (size_t s = 0; s < settings.size(); ++s) {
-        cv::Mat image = scene.toGrey(settings[s].series, settings[s].noise, seed);
+        cv::Mat image = truth.scene.toGrey(settings[s].series, settings[s].noise, seed);
         _EdgePointDetParam param;
         param.direction = LeftToRight;
         param.transition = DarkToLight;
@@ -93,6 +90,14 @@ const std::vector<double>& greyNoiseLevels()
 {
     static const std::vector<double> levels{0, 1, 2, 5, 10};
     return levels;
+}
+
+StraightEdge::StraightEdge(cv::RNG& rng, int side)
+    : normalAngle(rng.uniform(0.0, 360.0)), normal(unitAt(normalAngle)), along(-normal.y, normal.x),
+      scene(cv::Size(side, side), kDark)
+{
+    point = cv::Point2d(side / 2 + rng.uniform(-1.0, 1.0), side / 2 + rng.uniform(-1.0, 1.0));
+    scene.fillHalfPlane(point, normalAngle, kBright);
 }
 
 std::vector<Setting> imageSettings(const StudyOptions& options)

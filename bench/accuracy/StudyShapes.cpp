@@ -25,20 +25,17 @@ StudyResult studyLineTool(const StudyOptions& options)
             cv::RNG rng(seed);
             // A straight edge across a 40 x 100 px ROI (ten calipers of 10 rows), the ROI a
             // few pixels off the edge and up to 3 degrees askew.
-            const double normalAngle = rng.uniform(0.0, 360.0);
-            const cv::Point2d n = unitAt(normalAngle), along(-n.y, n.x);
-            const cv::Point2d edge(80 + rng.uniform(-1.0, 1.0), 80 + rng.uniform(-1.0, 1.0));
-            synthetic::Scene scene(cv::Size(160, 160), kDark);
-            scene.fillHalfPlane(edge, normalAngle, kBright);
+            const StraightEdge truth(rng, 160);
+            const cv::Point2d &n = truth.normal, &edge = truth.point;
             const double alongOffset = rng.uniform(-10.0, 10.0);
-            const cv::Point2d centre = edge + n * rng.uniform(-4.0, 4.0) + along * alongOffset;
-            RotateRectROI roi(centre.x, centre.y, static_cast<float>(normalAngle + rng.uniform(-3.0, 3.0)), 40.0f,
-                              100.0f);
+            const cv::Point2d centre = edge + n * rng.uniform(-4.0, 4.0) + truth.along * alongOffset;
+            RotateRectROI roi(centre.x, centre.y, static_cast<float>(truth.normalAngle + rng.uniform(-3.0, 3.0)),
+                              40.0f, 100.0f);
             // The offset is taken where the ROI's centre line meets the true edge.
-            const cv::Point2d middle = edge + along * alongOffset;
+            const cv::Point2d middle = edge + truth.along * alongOffset;
 
             for (size_t s = 0; s < settings.size(); ++s) {
-                cv::Mat image = scene.toGrey(settings[s].series, settings[s].noise, seed);
+                cv::Mat image = truth.scene.toGrey(settings[s].series, settings[s].noise, seed);
                 _EdgeLineDetParam param;
                 param.direction = LeftToRight;
                 param.transition = DarkToLight;
@@ -47,7 +44,7 @@ StudyResult studyLineTool(const StudyOptions& options)
                 double angle = 0, offset = 0;
                 if (clcEdgeLineAndFit(image, param, 0) &&
                     lineError({param.line[0], param.line[1]}, {param.line[2], param.line[3]}, middle, n,
-                              normalAngle + 90.0, angle, offset)) {
+                              truth.normalAngle + 90.0, angle, offset)) {
                     recorder.error(s, 0, angle);
                     recorder.error(s, 1, offset);
                 } else {
