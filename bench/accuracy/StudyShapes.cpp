@@ -177,8 +177,9 @@ StudyResult studyCircleTools(const StudyOptions& options)
                         recorder.miss(s, m);
                 }
 
-                // OpenCV's documented starting points: accumulator threshold 20 for the
-                // classic method, a perfectness of 0.9 for the alternative one.
+                // Untuned peers: the classic method with its default Canny threshold and a
+                // low accumulator threshold, the alternative one as its documentation
+                // recommends.
                 measureHough(recorder, s, HoughX, image, cv::HOUGH_GRADIENT, 1.0, 100.0, 20.0, centre, radius);
                 measureHough(recorder, s, HoughAltX, image, cv::HOUGH_GRADIENT_ALT, 1.5, 300.0, 0.9, centre,
                              radius);

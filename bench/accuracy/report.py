@@ -332,9 +332,9 @@ fitMode 0) runs on the same ArcROI; its start and end angles are compared with t
 angles, about the true centre, at which the true circle crosses the ROI's boundary rays,
 which is how the tool defines the arc's extent. cv::HoughCircles runs on the whole image
 with the radius range the ring gives (true radius ± 10 px), a minimum distance of 100 px
-and OpenCV's documented starting parameters (HOUGH_GRADIENT: dp 1, Canny threshold 100,
-accumulator threshold 20; HOUGH_GRADIENT_ALT: dp 1.5, 300, perfectness 0.9); its first
-(strongest) circle is scored. Centre errors are signed, per axis.
+and untuned parameters (HOUGH_GRADIENT: dp 1, the default Canny threshold 100 and an
+accumulator threshold of 20; HOUGH_GRADIENT_ALT: the values its documentation recommends,
+dp 1.5, Canny threshold 300 and perfectness 0.9); its first (strongest) circle is scored. Centre errors are signed, per axis.
 
 Without noise the ring gives the radius within {clcCirclePointsAndFit ring|radius|1|0|rms} px
 RMS and the centre within {clcCirclePointsAndFit ring|centre x|1|0|rms} px RMS per axis at
@@ -355,7 +355,7 @@ calipers. The alternative method's centres are no closer ({cv::HoughCircles ALT|
 method's strongest circle is often another one (radius RMS
 {cv::HoughCircles|radius|1|10|rms} px at blur 1 px), and at blur 2 px the alternative
 method finds {cv::HoughCircles ALT|radius|2|10|found_pct} % of the discs. Both could be
-tuned for these images; the study uses the settings a user starts from.
+tuned for these images; the study uses settings a user would start from.
 """,
         ["radius", "centre x", "start angle"], log=True),
     Study(
