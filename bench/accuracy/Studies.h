@@ -30,12 +30,6 @@ StudyResult studyEdgePosition(const StudyOptions& options);
 /// Width between the edge pairs of bars (clcMulEdgePoints).
 StudyResult studyEdgePairs(const StudyOptions& options);
 
-/// Line, circle and ellipse fits on point sets with known truth, with and without 10 %
-/// gross outliers (series: outlier percentage; noise: pixels), against OpenCV's fits.
-StudyResult studyLineFits(const StudyOptions& options);
-StudyResult studyCircleFits(const StudyOptions& options);
-StudyResult studyEllipseFits(const StudyOptions& options);
-
 /// The line tool across straight edges: angle and offset of the fitted line.
 StudyResult studyLineTool(const StudyOptions& options);
 
@@ -45,6 +39,12 @@ StudyResult studyCircleTools(const StudyOptions& options);
 
 /// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
 StudyResult studySaddlePoints(const StudyOptions& options);
+
+/// Line, circle and ellipse fits on point sets with known truth, with and without 10 %
+/// gross outliers (series: outlier percentage; noise: pixels), against OpenCV's fits.
+StudyResult studyLineFits(const StudyOptions& options);
+StudyResult studyCircleFits(const StudyOptions& options);
+StudyResult studyEllipseFits(const StudyOptions& options);
 
 /// The segment caliper settings of every study: segments of 10 lines every 10 lines,
 /// Gaussian kernel 1, edges above 50 % of the strongest and above 5.
