@@ -89,7 +89,8 @@ TEST_F(Cli, DemoMeasuresEveryToolWithinTolerance)
     EXPECT_EQ(o.status, 0) << o.out << o.err;
     EXPECT_NE(o.out.find(" 0 outside tolerance"), std::string::npos) << o.out;
     EXPECT_EQ(o.out.find("NOT FOUND"), std::string::npos) << o.out;
-    for (const char* picture : {"scene.png", "overview.png", "edge_point.png"})
+    for (const char* picture :
+         {"scene.png", "overview.png", "edge_point.png", "line.png", "line_pair.png", "circle.png", "arc.png"})
         EXPECT_TRUE(fs::exists(dir / "demo" / picture)) << picture;
 }
 

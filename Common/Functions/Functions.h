@@ -5,11 +5,13 @@
 #include "FunctionsDef.h"
 
 #include "CaptureMapping.h"
+#include "CircleTools.h"
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
 #include "Fitting.h"
 #include "Geometry.h"
 #include "ImageSampling.h"
+#include "LineTools.h"
 #include "MatchingResults.h"
 #include "PlaneFitting.h"
 #include "ProfileCore.h"

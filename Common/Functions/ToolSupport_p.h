@@ -22,9 +22,11 @@ inline bool isStraightenableSize(float width, float height)
     return width >= 1.0f && height >= 1.0f && width < kMaxStraightenedSide && height < kMaxStraightenedSide;
 }
 
-/// True for a rotated rectangle a tool can straighten: straightenable sides and finite
-/// corners (a NaN or infinite centre or angle, or a centre too far out for single
-/// precision, is refused).
+/// Largest corner coordinate a rotated rectangle may have (pixels, either sign).
+constexpr float kMaxCornerCoordinate = 1.0e6f;
+
+/// True for a rotated rectangle a tool can straighten: straightenable sides and corners
+/// within kMaxCornerCoordinate (a NaN or infinite centre or angle is refused too).
 bool isUsableRotateRect(RotateRectROI& roi);
 
 /// True for images a tool can read: non-empty, 8-bit, with 1, 3 or 4 channels.
@@ -109,5 +111,41 @@ T largestNonNegative(const std::vector<T>& values)
             top = v;
     return top;
 }
+
+/// True for an upright rectangle a tool can copy: sides from 1 up to the warp limit and
+/// an origin whose truncation fits an int. NaN fields are refused.
+bool isUsableRect(const RectROI& roi);
+
+/// The upright integer rectangle of an origin and size, each truncated towards zero.
+/// False (rect untouched) when the origin is too far out to be truncated into an int.
+bool truncatedRect(double x, double y, double width, double height, cv::Rect& rect);
+
+/// Copies rect of image into upright with UtilityFunctions::CopyImage. upright is
+/// released first, so a rectangle the copy refuses (negative origin) leaves it empty
+/// rather than holding an earlier call's picture.
+void copyUprightRect(const cv::Mat& image, cv::Rect rect, cv::Mat& upright);
+
+/// The rotated rectangle as an upright image: an angle of exactly 0 copies the integer
+/// rectangle whose top-left is the truncated (centre - size/2) and whose sides are the
+/// truncated sizes (copyUprightRect; nothing is interpolated), any other angle is
+/// straightened with straightenRotateRect.
+void uprightRotateRect(const cv::Mat& image, RotateRectROI& roi, cv::Mat& upright);
+
+/// The shape down-cast to Shape when its type code is typeCode and the cast agrees;
+/// nullptr for a null shape or any other type.
+template <typename Shape>
+Shape* shapeAs(ROI* roi, int typeCode)
+{
+    return roi && roi->type() == typeCode ? dynamic_cast<Shape*>(roi) : nullptr;
+}
+
+/// A RectROI (truncated integer rectangle, copied) or RotateRectROI (uprightRotateRect)
+/// as an upright image. False, with upright untouched, for any other or an unusable
+/// shape; true otherwise, even when the copy was refused and upright is left empty.
+bool uprightRoiImage(const cv::Mat& image, ROI* roi, cv::Mat& upright);
+
+/// Row means of an 8-bit single-channel image (rows read through their own pointers,
+/// so views of column ranges are fine), in float.
+void rowMeans(const cv::Mat& grey, std::vector<float>& means);
 
 } // namespace tool_support
