@@ -147,6 +147,33 @@ inline RotateRectROI rotateRect(FuzzedDataProvider& in, int imageSide)
     return RotateRectROI(cx, cy, angle, width, height);
 }
 
+/// A RectROI near an image of the given size, its area bounded as for rotated rectangles.
+inline RectROI uprightRect(FuzzedDataProvider& in, int imageSide)
+{
+    const double x = wildDouble(in, 1.5 * imageSide), y = wildDouble(in, 1.5 * imageSide);
+    float width = wildSide(in, 1.5f * imageSide), height = wildSide(in, 1.5f * imageSide);
+    boundArea(width, height);
+    return RectROI(QRectF(x, y, width, height));
+}
+
+/// Where a point lies in a rotated rectangle's own frame: along its width from the centre,
+/// and across it (along its height).
+inline cv::Point2d rectangleFrame(const RotateRectROI& roi, cv::Point2d p)
+{
+    const double theta = roi.angle * 3.141592653589793 / 180.0;
+    const double dx = p.x - roi.centreX, dy = p.y - roi.centreY;
+    return {dx * std::cos(theta) + dy * std::sin(theta), -dx * std::sin(theta) + dy * std::cos(theta)};
+}
+
+/// True when p lies in the rotated rectangle grown by margin pixels on every side, give or
+/// take single-precision rounding of coordinates far out.
+inline bool insideRectangle(const RotateRectROI& roi, cv::Point2d p, double margin)
+{
+    const cv::Point2d local = rectangleFrame(roi, p);
+    const double slack = margin + 1e-5 * (std::abs(roi.centreX) + std::abs(roi.centreY) + roi.width + roi.height);
+    return std::abs(local.x) <= roi.width / 2 + slack && std::abs(local.y) <= roi.height / 2 + slack;
+}
+
 /// An image of a type no function makes, to tell whether an output was written.
 inline cv::Mat sentinelImage()
 {
