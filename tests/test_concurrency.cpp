@@ -47,6 +47,22 @@ cv::Mat sceneImage()
     return scene.toGrey(1.0, 2.0, 7);
 }
 
+// The caliper settings the segment-based tools' records share.
+template <typename Record, typename Shape>
+Record segmentSettings(Shape* roi)
+{
+    Record r;
+    r.transition = BothTransitions;
+    r.percent = 30;
+    r.sigma = 2;
+    r.minStrength = 5;
+    r.segmentWidth = 3;
+    r.segmentStep = 3;
+    r.roi = roi;
+    return r;
+}
+
+// Each job returns an empty outcome when its tool finds nothing, which fails the test.
 std::vector<Job> jobs(const cv::Mat& grey, const cv::Mat& regions)
 {
     return {
@@ -65,7 +81,8 @@ std::vector<Job> jobs(const cv::Mat& grey, const cv::Mat& regions)
             clcSegmentPoints(strip, LeftToRight, TopToBottom, BothTransitions, 5, 3, 0, 100, 4, 30.0f, 5.0f, points,
                              3);
             Outcome o;
-            append(o, points);
+            if (!points.empty())
+                append(o, points);
             return o;
         },
         [&grey] {
@@ -76,8 +93,53 @@ std::vector<Job> jobs(const cv::Mat& grey, const cv::Mat& regions)
             param.smoothWidth = 3;
             param.roi = &roi;
             cv::Mat image = grey;
-            Outcome o{static_cast<double>(clcEdgePoint(image, param)), param.x, param.y, param.maxGradient};
+            if (!clcEdgePoint(image, param))
+                return Outcome();
+            Outcome o{param.x, param.y, param.maxGradient};
             append(o, param.image);
+            return o;
+        },
+        // The segment-based tools: the first disc's left side, the bar's upper edge, the
+        // second disc as a ring and as an arc over its top.
+        [&grey] {
+            RotateRectROI roi(30, 60, 0.0f, 30.0f, 40.0f);
+            _EdgePointsDetParam param = segmentSettings<_EdgePointsDetParam>(&roi);
+            param.transition = LightToDark;
+            cv::Mat image = grey;
+            Outcome o;
+            if (clcEdgePointsAndTransform(image, param))
+                append(o, param.points);
+            return o;
+        },
+        [&grey] {
+            RotateRectROI roi(81.46, 133.15, 102.0f, 16.0f, 60.0f);
+            _EdgeLineDetParam param = segmentSettings<_EdgeLineDetParam>(&roi);
+            cv::Mat image = grey;
+            if (!clcEdgeLineAndFit(image, param, 0))
+                return Outcome();
+            Outcome o{param.line[0], param.line[1], param.line[2], param.line[3]};
+            append(o, param.edgePoints);
+            append(o, param.startEndPoints);
+            return o;
+        },
+        [&grey] {
+            RingROI roi(170, 120, 35.0f, 50.0f);
+            _CircleDetParam param = segmentSettings<_CircleDetParam>(&roi);
+            cv::Mat image = grey;
+            if (!clcCirclePointsAndFit(image, param, 0, false, 0, -1.0))
+                return Outcome();
+            Outcome o{param.centre.x, param.centre.y, param.radius};
+            append(o, param.edgePoints);
+            return o;
+        },
+        [&grey] {
+            ArcROI roi(170, 120, 35.0f, 50.0f, 30.0f, 150.0f);
+            _ArcDetParam param = segmentSettings<_ArcDetParam>(&roi);
+            cv::Mat image = grey;
+            if (!clcArcPointsAndFit(image, param, 0, false, 0, -1.0))
+                return Outcome();
+            Outcome o{param.centre.x, param.centre.y, param.radius, param.arcStartAngle, param.arcEndAngle};
+            append(o, param.edgePoints);
             return o;
         },
         [&regions] {
@@ -142,7 +204,7 @@ TEST(Concurrency, EightThreadsGetTheSingleThreadedResults)
 
     for (size_t job = 0; job < jobCount; ++job) {
         const Outcome expected = work[job]();
-        ASSERT_FALSE(expected.empty());
+        ASSERT_FALSE(expected.empty()) << "job " << job << " found nothing";
         for (const std::vector<Outcome>& run : outcomes)
             EXPECT_EQ(run[job], expected) << "job " << job;
     }
