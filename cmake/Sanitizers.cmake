@@ -1,7 +1,6 @@
 # Instrumented builds. Only what is compiled here is instrumented: OpenCV, Qt and TBB come
 # from the system as they are, so their internal synchronisation is invisible to the
-# thread sanitizer (see tests/tsan.supp). The test programs carry their runtime options
-# (tests/SanitizerSupport.cpp).
+# thread sanitizer (see tests/tsan.supp).
 
 if(FUNCTIONS_BUILD_FUZZ)
   if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
@@ -30,3 +29,14 @@ if(sanitizer_flags)
   add_compile_options(${sanitizer_flags} -g)
   add_link_options(${sanitizer_flags})
 endif()
+
+# Gives a program that the tests run (test programs, the command-line tool) the runtime
+# options of instrumented builds and, under the thread sanitizer, an OpenCV thread pool the
+# sanitizer can see (tests/SanitizerSupport.cpp).
+function(functions_instrumented_program target)
+  if(FUNCTIONS_SANITIZER)
+    target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests/SanitizerSupport.cpp)
+    target_compile_definitions(${target} PRIVATE
+      FUNCTIONS_TSAN_SUPPRESSIONS="${PROJECT_SOURCE_DIR}/tests/tsan.supp")
+  endif()
+endfunction()
