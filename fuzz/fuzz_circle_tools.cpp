@@ -116,14 +116,17 @@ void checkArcFit(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
 {
     _ArcDetParam param;
     settings(in, param);
-    param.roi = in.ConsumeIntegralInRange<int>(0, 7) == 0 ? nullptr : &rois.arc;
+    // Hosts may hand any shape in through the record's pointer, which the tool refuses.
+    ArcROI* others[] = {nullptr, reinterpret_cast<ArcROI*>(static_cast<ROI*>(&rois.ring)),
+                        reinterpret_cast<ArcROI*>(static_cast<ROI*>(&rois.rotated))};
+    param.roi = in.ConsumeIntegralInRange<int>(0, 7) == 0 ? in.PickValueInArray(others) : &rois.arc;
     param.arcStartAngle = param.arcEndAngle = -7;
     const int fitMode = wildInt(in, 0, 3);
     const bool best = in.ConsumeBool();
     const int smoothing = wildInt(in, -1, 9);
     const double outlierDistance = wildDouble(in, 10.0);
     const bool success = clcArcPointsAndFit(image, param, fitMode, best, smoothing, outlierDistance);
-    if (!param.roi) {
+    if (param.roi != &rois.arc) {
         FUZZ_CHECK(!success && param.edgePoints.empty() && isSentinel(param.roiImage));
         return;
     }
