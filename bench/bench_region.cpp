@@ -3,7 +3,8 @@
 //    gathers a list per pixel, parallel over rows in the same way;
 //  - dyn_threshold against cv::compare of the same images;
 //  - select_shape with two criteria on 2,000 blobs against connected-component statistics
-//    with the same filtering and painting.
+//    with the same filtering and painting;
+//  - shape_trans on the same blobs against one serial pass painting every shape.
 // Each library benchmark reports peer_seconds / library_seconds as "speedup" (above 1: the
 // library is faster), the peer timed as the best of a few runs just before the loop.
 
@@ -198,6 +199,21 @@ void BM_select_shape(benchmark::State& state)
     state.counters["kept"] = kept;
 }
 BENCHMARK(BM_select_shape)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+// The parallel stripes each paint into an image of their own, merged afterwards; the
+// serial pass paints straight into one.
+void BM_shape_trans(benchmark::State& state)
+{
+    const cv::Mat& image = blobImage();
+    const auto type = static_cast<ShapeTransType>(state.range(0));
+    cv::Mat shapes;
+    const double peer = bestSeconds([&] { benchmark::DoNotOptimize(reference::serialShapes(image, type).data); }, 10);
+    timeAgainstPeer(state, peer, [&] {
+        shape_trans(image, shapes, type);
+        benchmark::DoNotOptimize(shapes.data);
+    });
+}
+BENCHMARK(BM_shape_trans)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
 void BM_componentSelection(benchmark::State& state)
 {

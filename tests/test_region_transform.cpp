@@ -1,5 +1,7 @@
 #include <Functions.h>
 
+#include "RegionReference.h"
+
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
@@ -35,31 +37,6 @@ int componentCount(const cv::Mat& image)
 {
     cv::Mat labels;
     return cv::connectedComponents(image, labels, 8) - 1;
-}
-
-// Every outer contour's shape painted one after the other into one image: what the
-// parallel stripes must add up to, whatever their number.
-cv::Mat serialShapes(const cv::Mat& src, ShapeTransType type)
-{
-    std::vector<std::vector<cv::Point>> contours;
-    cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
-    cv::Mat dst = cv::Mat::zeros(src.size(), CV_8UC1);
-    for (const auto& contour : contours) {
-        if (type == BoundingRectangle) {
-            cv::rectangle(dst, cv::boundingRect(contour), cv::Scalar(255), cv::FILLED);
-        } else if (type == EnclosingCircle) {
-            cv::Point2f centre;
-            float radius = 0;
-            cv::minEnclosingCircle(contour, centre, radius);
-            cv::circle(dst, cv::Point(cvRound(centre.x), cvRound(centre.y)), static_cast<int>(radius), cv::Scalar(255),
-                       cv::FILLED);
-        } else {
-            std::vector<cv::Point> hull;
-            cv::convexHull(contour, hull, false, true);
-            cv::fillPoly(dst, std::vector<std::vector<cv::Point>>{hull}, cv::Scalar(255));
-        }
-    }
-    return dst;
 }
 
 } // namespace
@@ -136,7 +113,7 @@ TEST(ShapeTrans, StripesAddUpToOneSerialPassForAnyThreadCount)
                     cv::Size(rng.uniform(20, 90), rng.uniform(5, 40)), rng.uniform(0, 180), 0, 300, cv::Scalar(255), 2);
     const int threads = cv::getNumThreads();
     for (ShapeTransType type : {BoundingRectangle, EnclosingCircle, ConvexHull}) {
-        const cv::Mat expected = serialShapes(image, type);
+        const cv::Mat expected = reference::serialShapes(image, static_cast<int>(type));
         for (int n : {1, 2, 3, 8}) {
             cv::setNumThreads(n);
             cv::Mat dst;
