@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
+#include <initializer_list>
 #include <limits>
 #include <vector>
 
@@ -172,6 +174,39 @@ inline bool insideRectangle(const RotateRectROI& roi, cv::Point2d p, double marg
     const cv::Point2d local = rectangleFrame(roi, p);
     const double slack = margin + 1e-5 * (std::abs(roi.centreX) + std::abs(roi.centreY) + roi.width + roi.height);
     return std::abs(local.x) <= roi.width / 2 + slack && std::abs(local.y) <= roi.height / 2 + slack;
+}
+
+/// Settings shared by the single-caliper records (edge point, edges, edge pairs).
+template <typename Record>
+void singleCaliperSettings(FuzzedDataProvider& in, Record& param)
+{
+    param.direction = static_cast<decltype(param.direction)>(wildInt(in, 0, 4));
+    param.transition = static_cast<EdgeTransition>(wildInt(in, 0, 3));
+    param.threshold = wildInt(in, -10, 110);
+    param.smoothWidth = wildInt(in, -1, 10);
+    param.minGradient = wildInt(in, -10, 100);
+}
+
+/// The seven caliper settings the line, circle and arc records begin with.
+template <typename Record>
+void segmentCaliperSettings(FuzzedDataProvider& in, Record& param)
+{
+    param.direction = wildInt(in, 0, 1);
+    param.transition = wildInt(in, 0, 3);
+    param.percent = wildInt(in, -10, 110);
+    param.sigma = wildInt(in, -1, 12);
+    param.minStrength = wildInt(in, -10, 100);
+    param.segmentWidth = wildInt(in, -1, 12);
+    param.segmentStep = wildInt(in, -1, 12);
+}
+
+/// Runs the one of checks the input picks, with an image that it must leave as it was.
+inline void runOneOf(FuzzedDataProvider& in, const cv::Mat& image, std::initializer_list<std::function<void()>> checks)
+{
+    const cv::Mat before = image.clone();
+    const size_t pick = in.ConsumeIntegralInRange<size_t>(0, checks.size() - 1);
+    checks.begin()[pick]();
+    FUZZ_CHECK(image.empty() || cv::norm(image, before, cv::NORM_INF) == 0);
 }
 
 /// An image of a type no function makes, to tell whether an output was written.

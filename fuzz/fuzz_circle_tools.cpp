@@ -48,13 +48,7 @@ bool inAnnulus(const Shape& roi, const cv::Point2d& p)
 template <typename Record>
 void settings(FuzzedDataProvider& in, Record& param)
 {
-    param.direction = wildInt(in, 0, 1);
-    param.transition = wildInt(in, 0, 3);
-    param.percent = wildInt(in, -10, 110);
-    param.sigma = wildInt(in, -1, 12);
-    param.minStrength = wildInt(in, -10, 100);
-    param.segmentWidth = wildInt(in, -1, 12);
-    param.segmentStep = wildInt(in, -1, 12);
+    segmentCaliperSettings(in, param);
     param.roiImage = sentinelImage();
 }
 
@@ -144,17 +138,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FuzzedDataProvider in(data, size);
     Rois rois(in);
     cv::Mat image = fuzz_support::image(in, kImageSide, true);
-    const cv::Mat before = image.clone();
-    switch (in.ConsumeIntegralInRange<int>(0, 2)) {
-    case 0:
-        checkCirclePoints(in, image, rois);
-        break;
-    case 1:
-        checkCircleFit(in, image, rois);
-        break;
-    default:
-        checkArcFit(in, image, rois);
-    }
-    FUZZ_CHECK(image.empty() || cv::norm(image, before, cv::NORM_INF) == 0);
+    runOneOf(in, image, {[&] { checkCirclePoints(in, image, rois); }, [&] { checkCircleFit(in, image, rois); },
+                         [&] { checkArcFit(in, image, rois); }});
     return 0;
 }

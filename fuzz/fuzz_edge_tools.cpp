@@ -48,11 +48,7 @@ void checkStrength(const std::vector<T>& strength, Top top)
 void checkEdgePoint(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
 {
     _EdgePointDetParam param;
-    param.direction = static_cast<ClcDirection>(wildInt(in, 0, 3));
-    param.transition = static_cast<EdgeTransition>(wildInt(in, 0, 3));
-    param.threshold = wildInt(in, -10, 110);
-    param.smoothWidth = wildInt(in, -1, 10);
-    param.minGradient = wildInt(in, -10, 100);
+    singleCaliperSettings(in, param);
     param.roi = static_cast<RotateRectROI*>(in.ConsumeBool() ? nullptr : &rois.rotated);
     param.image = sentinelImage();
     param.gradient = {-5.0};
@@ -79,11 +75,7 @@ void checkEdgePoint(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
 void checkEdges(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
 {
     _EdgesDetParam param;
-    param.direction = static_cast<ClcDirection>(wildInt(in, 0, 4));
-    param.transition = static_cast<EdgeTransition>(wildInt(in, 0, 3));
-    param.threshold = wildInt(in, -10, 110);
-    param.smoothWidth = wildInt(in, -1, 10);
-    param.minGradient = wildInt(in, -10, 100);
+    singleCaliperSettings(in, param);
     param.roi = rois.pick(in, in.ConsumeBool() ? static_cast<ROI*>(&rois.rotated) : &rois.upright);
     param.positions = {-1.0f};
     param.polarities = {7};
@@ -113,13 +105,9 @@ void checkEdges(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
 void checkEdgePairs(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
 {
     _MulEdgePointDetParam param;
+    singleCaliperSettings(in, param);
     param.pairMode = wildInt(in, 0, 2);
     param.segmentAxis = wildInt(in, 0, 1);
-    param.direction = wildInt(in, 0, 1);
-    param.transition = static_cast<EdgeTransition>(wildInt(in, 0, 3));
-    param.threshold = wildInt(in, -10, 110);
-    param.smoothWidth = wildInt(in, -1, 10);
-    param.minGradient = wildInt(in, -10, 100);
     param.segmentWidth = wildInt(in, -1, 20);
     param.segmentStep = wildInt(in, -1, 20);
     param.skipCount = wildInt(in, -2, 4);
@@ -221,25 +209,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FuzzedDataProvider in(data, size);
     Rois rois(in);
     cv::Mat image = fuzz_support::image(in, kImageSide, true);
-    const cv::Mat before = image.clone();
-
-    switch (in.ConsumeIntegralInRange<int>(0, 4)) {
-    case 0:
-        checkEdgePoint(in, image, rois);
-        break;
-    case 1:
-        checkEdges(in, image, rois);
-        break;
-    case 2:
-        checkEdgePairs(in, image, rois);
-        break;
-    case 3:
-        checkEdgePoints(in, image, rois);
-        break;
-    default:
-        checkEdgeAlongLine(in, image, rois);
-    }
-
-    FUZZ_CHECK(image.empty() || cv::norm(image, before, cv::NORM_INF) == 0);
+    runOneOf(in, image,
+             {[&] { checkEdgePoint(in, image, rois); }, [&] { checkEdges(in, image, rois); },
+              [&] { checkEdgePairs(in, image, rois); }, [&] { checkEdgePoints(in, image, rois); },
+              [&] { checkEdgeAlongLine(in, image, rois); }});
     return 0;
 }

@@ -43,13 +43,7 @@ bool isOrderedSubset(const std::vector<cv::Point2d>& part, const std::vector<cv:
 _EdgeLineDetParam record(FuzzedDataProvider& in, RotateRectROI* roi)
 {
     _EdgeLineDetParam param;
-    param.direction = wildInt(in, 0, 1);
-    param.transition = wildInt(in, 0, 3);
-    param.percent = wildInt(in, -10, 110);
-    param.sigma = wildInt(in, -1, 12);
-    param.minStrength = wildInt(in, -10, 100);
-    param.segmentWidth = wildInt(in, -1, 12);
-    param.segmentStep = wildInt(in, -1, 12);
+    segmentCaliperSettings(in, param);
     param.roi = roi;
     return param;
 }
@@ -169,17 +163,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FuzzedDataProvider in(data, size);
     RotateRectROI rect = rotateRect(in, kImageSide);
     cv::Mat image = fuzz_support::image(in, kImageSide, true);
-    const cv::Mat before = image.clone();
-    switch (in.ConsumeIntegralInRange<int>(0, 2)) {
-    case 0:
-        checkLineTool(in, image, rect);
-        break;
-    case 1:
-        checkGeometry(in);
-        break;
-    default:
-        checkCentralLine(in);
-    }
-    FUZZ_CHECK(image.empty() || cv::norm(image, before, cv::NORM_INF) == 0);
+    runOneOf(in, image, {[&] { checkLineTool(in, image, rect); }, [&] { checkGeometry(in); },
+                         [&] { checkCentralLine(in); }});
     return 0;
 }
