@@ -503,30 +503,30 @@ TEST(SegmentPoints, WideBandsDoNotOverflowTheirSums)
 
 TEST(SegmentPoints, SlidingAndDirectSumsAgreeBitForBit)
 {
-    using profile_core::SegmentAverager;
+    // Both summations, over lines narrower and wider than a vector block and widths on
+    // both sides of the 16-bit limit, against sums taken one line at a time.
     using profile_core::Summation;
     cv::RNG rng(11);
-    for (int trial = 0; trial < 200; ++trial) {
-        const int width = rng.uniform(1, 40);
+    for (int trial = 0; trial < 300; ++trial) {
+        const int width = trial % 10 == 0 ? rng.uniform(100, 300) : rng.uniform(1, 40);
         const int step = rng.uniform(1, width + 3);
-        const int count = rng.uniform(1, 30);
-        cv::Mat lines(step * (count - 1) + width, rng.uniform(1, 70), CV_8U);
-        rng.fill(lines, cv::RNG::UNIFORM, 0, 256);
-        SegmentAverager<int32_t> sliding(lines, width, step, Summation::SlidingWindow);
-        SegmentAverager<int32_t> direct(lines, width, step, Summation::Direct);
-        SegmentAverager<int16_t> narrow(lines, width, step, Summation::SlidingWindow);
-        SegmentAverager<int64_t> wide(lines, width, step, Summation::SlidingWindow);
-        std::vector<float> a(lines.cols), b(lines.cols), c(lines.cols), d(lines.cols);
+        const int first = rng.uniform(0, 4), count = rng.uniform(1, 30);
+        cv::Mat lines(step * (first + count - 1) + width, rng.uniform(1, 70), CV_8U);
+        rng.fill(lines, cv::RNG::UNIFORM, trial % 2 ? 0 : 250, 256);
+        const size_t pitch = lines.cols + rng.uniform(0, 5);
+        std::vector<float> sliding(pitch * count), direct(pitch * count);
+        profile_core::averageSegments(lines, width, step, first, count, Summation::SlidingWindow, sliding.data(), pitch);
+        profile_core::averageSegments(lines, width, step, first, count, Summation::Direct, direct.data(), pitch);
         for (int s = 0; s < count; ++s) {
-            sliding.next(a.data());
-            direct.next(b.data());
-            narrow.next(c.data());
-            wide.next(d.data());
-            ASSERT_EQ(a, b) << "trial " << trial << " segment " << s;
-            ASSERT_EQ(a, c) << "trial " << trial << " segment " << s;
-            ASSERT_EQ(a, d) << "trial " << trial << " segment " << s;
-            const cv::Mat segment = lines.rowRange(s * step, s * step + width);
-            EXPECT_NEAR(a[0], cv::mean(segment.col(0))[0], 1e-4);
+            const int a = (first + s) * step;
+            for (int j = 0; j < lines.cols; ++j) {
+                int sum = 0;
+                for (int k = a; k < a + width; ++k)
+                    sum += lines.at<uchar>(k, j);
+                const float expected = static_cast<float>(sum) * static_cast<float>(1.0 / width);
+                ASSERT_EQ(sliding[s * pitch + j], expected) << "trial " << trial << " segment " << s << " column " << j;
+                ASSERT_EQ(direct[s * pitch + j], expected) << "trial " << trial << " segment " << s << " column " << j;
+            }
         }
     }
 }
@@ -548,13 +548,14 @@ TEST(SegmentPoints, MatchesThePlainPipelineBitForBit)
         rng.fill(strip, cv::RNG::UNIFORM, 0, 256);
         cv::GaussianBlur(strip, strip, cv::Size(0, 0), rng.uniform(0.3, 3.0));
         const int width = rng.uniform(1, 13), step = rng.uniform(1, 16), start = rng.uniform(0, 4);
-        const int scan = rng.uniform(0, 2), transition = rng.uniform(0, 4), sigma = rng.uniform(0, 101);
+        const int scan = rng.uniform(0, 4), transition = rng.uniform(0, 4), sigma = rng.uniform(0, 101);
         const int maxEdges = rng.uniform(1, 6);
         const float percent = static_cast<float>(rng.uniform(0.0, 100.0));
         const float minStrength = static_cast<float>(rng.uniform(0.0, 20.0));
-        const auto points = segmentPoints(strip, vertical ? LeftToRight : TopToBottom,
-                                          vertical ? (scan ? BottomToTop : TopToBottom) : scan, transition, width,
-                                          step, start, 1024, sigma, percent, minStrength, maxEdges);
+        const auto points = segmentPoints(strip, vertical ? LeftToRight : TopToBottom, scan, transition, width, step,
+                                          start, 1024, sigma, percent, minStrength, maxEdges);
+        // Vertical profiles run forward for TopToBottom only; horizontal ones take the value as it is.
+        const ClcDirection dir = vertical ? (scan == TopToBottom ? LeftToRight : RightToLeft) : ClcDirection(scan);
 
         const cv::Mat lines = vertical ? cv::Mat(strip.t()) : strip;
         const int length = lines.cols;
@@ -573,10 +574,9 @@ TEST(SegmentPoints, MatchesThePlainPipelineBitForBit)
             }
             oneDimArrayGaussianFilter(profile.data(), length, kernel.data(), half, false);
             clcOneDimDeriv(profile.data(), derivative.data(), length, false);
-            const ClcDirection dir = scan ? RightToLeft : LeftToRight;
             clcOneDimDerivDir(derivative.data(), length, dir, static_cast<EdgeTransition>(transition));
             const double centre = static_cast<float>(a + width * 0.5);
-            for (double p : referenceExtraction(derivative, !scan, percent, minStrength, maxEdges)) {
+            for (double p : referenceExtraction(derivative, dir == LeftToRight, percent, minStrength, maxEdges)) {
                 const double along = static_cast<float>(p);
                 expected.push_back(vertical ? cv::Point2d(centre, along) : cv::Point2d(along, centre));
             }

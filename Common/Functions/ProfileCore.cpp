@@ -91,27 +91,32 @@ void padProfile(float* padded, int n, int half, bool circular)
 // out[i] = sum over taps j of padded[i + j] * kernel[j], summed in single precision in
 // increasing j. Eight samples at a time are accumulated tap by tap in two vector
 // registers: every lane keeps that summation order, and separate multiply and add
-// (never a fused multiply-add) keep every rounding of the plain loop.
+// (never a fused multiply-add) keep every rounding of the plain loop. The last eight
+// overlap the ones before rather than leaving a tail: they are computed again, alike.
 void convolvePadded(const float* padded, int n, const float* kernel, int half, float* out)
 {
     const int taps = 2 * half + 1;
-    int i = 0;
 #if CV_SIMD128
-    for (; i + 8 <= n; i += 8) {
-        const float* window = padded + i;
-        cv::v_float32x4 tap = cv::v_setall_f32(kernel[0]);
-        cv::v_float32x4 low = cv::v_load(window) * tap;
-        cv::v_float32x4 high = cv::v_load(window + 4) * tap;
-        for (int j = 1; j < taps; ++j) {
-            tap = cv::v_setall_f32(kernel[j]);
-            low = low + cv::v_load(window + j) * tap;
-            high = high + cv::v_load(window + j + 4) * tap;
+    if (n >= 8) {
+        for (int i = 0;; i += 8) {
+            i = std::min(i, n - 8);
+            const float* window = padded + i;
+            cv::v_float32x4 tap = cv::v_setall_f32(kernel[0]);
+            cv::v_float32x4 low = cv::v_load(window) * tap;
+            cv::v_float32x4 high = cv::v_load(window + 4) * tap;
+            for (int j = 1; j < taps; ++j) {
+                tap = cv::v_setall_f32(kernel[j]);
+                low = low + cv::v_load(window + j) * tap;
+                high = high + cv::v_load(window + j + 4) * tap;
+            }
+            cv::v_store(out + i, low);
+            cv::v_store(out + i + 4, high);
+            if (i == n - 8)
+                return;
         }
-        cv::v_store(out + i, low);
-        cv::v_store(out + i + 4, high);
     }
 #endif
-    for (; i < n; ++i) {
+    for (int i = 0; i < n; ++i) {
         float sum = padded[i] * kernel[0];
         for (int j = 1; j < taps; ++j)
             sum += padded[i + j] * kernel[j];
@@ -177,22 +182,71 @@ void withTransition(EdgeTransition t, F&& f)
         f(std::integral_constant<int, BothTransitions>());
 }
 
+#if CV_SIMD128
+template <int Transition>
+cv::v_float32x4 strengthOf(const cv::v_float32x4& x)
+{
+    const cv::v_float32x4 zero = cv::v_setzero_f32();
+    if (Transition == LightToDark)
+        return cv::v_select(x < zero, zero - x, zero); // 0 - x negates exactly where x < 0
+    if (Transition == DarkToLight)
+        return cv::v_select(x < zero, zero, x);
+    return cv::v_abs(x);
+}
+#endif
+
+// The larger of top and x; NaN never wins. As a maximum does not depend on the order its
+// values are met in, lanes may keep their own.
+float keepLarger(float top, float x) { return x > top ? x : top; }
+
 // The non-circular derivative of src turned into edge strength in one pass: the same
 // values as clcOneDimDeriv followed by clcOneDimDerivDir. sign is -1 for a reverse scan
-// (multiplying by -1 negates exactly).
-void derivativeStrength(const float* src, float* dst, int n, float sign, EdgeTransition t)
+// (multiplying by -1 negates exactly). Returns the largest strength, never below 0 (NaN
+// never counts), which the extraction would otherwise look for in a pass of its own.
+template <int Transition>
+float derivativeStrength(const float* src, float* dst, int n, float sign)
 {
-    withTransition(t, [&](auto transition) {
-        constexpr int kTransition = decltype(transition)::value;
-        if (n == 1) {
-            dst[0] = strengthOf<kTransition>(0.0f * sign);
-            return;
+    if (n == 1) {
+        dst[0] = strengthOf<Transition>(0.0f * sign);
+        return keepLarger(0.0f, dst[0]);
+    }
+    dst[0] = strengthOf<Transition>((src[1] - src[0]) * sign);
+    dst[n - 1] = strengthOf<Transition>((src[n - 1] - src[n - 2]) * sign);
+    float top = keepLarger(keepLarger(0.0f, dst[0]), dst[n - 1]);
+    // Interior samples 1 .. n-2; as in the smoothing, the last four overlap the ones before.
+    const int last = n - 2;
+#if CV_SIMD128
+    if (last >= 4) {
+        const cv::v_float32x4 factor = cv::v_setall_f32(sign);
+        cv::v_float32x4 tops = cv::v_setzero_f32();
+        for (int i = 1;; i += 4) {
+            i = std::min(i, last - 3);
+            const cv::v_float32x4 d =
+                strengthOf<Transition>((cv::v_load(src + i + 1) - cv::v_load(src + i - 1)) * factor);
+            cv::v_store(dst + i, d);
+            tops = cv::v_select(d > tops, d, tops);
+            if (i == last - 3)
+                break;
         }
-        dst[0] = strengthOf<kTransition>((src[1] - src[0]) * sign);
-        for (int i = 1; i < n - 1; ++i)
-            dst[i] = strengthOf<kTransition>((src[i + 1] - src[i - 1]) * sign);
-        dst[n - 1] = strengthOf<kTransition>((src[n - 1] - src[n - 2]) * sign);
-    });
+        float lanes[4];
+        cv::v_store(lanes, tops);
+        for (float lane : lanes)
+            top = keepLarger(top, lane);
+        return top;
+    }
+#endif
+    for (int i = 1; i <= last; ++i) {
+        dst[i] = strengthOf<Transition>((src[i + 1] - src[i - 1]) * sign);
+        top = keepLarger(top, dst[i]);
+    }
+    return top;
+}
+
+float derivativeStrength(const float* src, float* dst, int n, float sign, EdgeTransition t)
+{
+    float top = 0.0f;
+    withTransition(t, [&](auto transition) { top = derivativeStrength<decltype(transition)::value>(src, dst, n, sign); });
+    return top;
 }
 
 } // namespace
@@ -229,27 +283,57 @@ float largestNonNegative(const float* v, int n)
     cv::v_store(lanes, low);
     cv::v_store(lanes + 4, high);
     for (float lane : lanes)
-        top = lane > top ? lane : top;
+        top = keepLarger(top, lane);
 #endif
     for (; i < n; ++i)
-        top = v[i] > top ? v[i] : top;
+        top = keepLarger(top, v[i]);
     return top;
 }
 
-// True when one of the n samples at v is at or above thr (NaN never is).
-bool anyAtOrAbove(const float* v, int n, float thr)
+// Bit k set when v[k] >= thr (never for NaN), for k < count <= 64. Four samples at a
+// time, the last four overlapping the ones before.
+uint64_t atOrAboveMask(const float* v, int count, float thr)
 {
-    int i = 0;
+    uint64_t mask = 0;
 #if CV_SIMD128
-    const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
-    for (; i + 4 <= n; i += 4)
-        if (cv::v_check_any(cv::v_load(v + i) >= threshold))
-            return true;
+    if (count >= 4) {
+        const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
+        for (int k = 0;; k += 4) {
+            k = std::min(k, count - 4);
+            mask |= static_cast<uint64_t>(cv::v_signmask(cv::v_load(v + k) >= threshold)) << k;
+            if (k == count - 4)
+                return mask;
+        }
+    }
 #endif
-    for (; i < n; ++i)
-        if (v[i] >= thr)
-            return true;
-    return false;
+    for (int k = 0; k < count; ++k)
+        if (v[k] >= thr)
+            mask |= uint64_t(1) << k;
+    return mask;
+}
+
+int lowestSetBit(uint64_t bits)
+{
+#if defined(__GNUC__)
+    return __builtin_ctzll(bits);
+#else
+    int k = 0;
+    while (!((bits >> k) & 1))
+        ++k;
+    return k;
+#endif
+}
+
+int highestSetBit(uint64_t bits)
+{
+#if defined(__GNUC__)
+    return 63 - __builtin_clzll(bits);
+#else
+    int k = 63;
+    while (!((bits >> k) & 1))
+        --k;
+    return k;
+#endif
 }
 
 // Centre of a flat top between two indices: the integer sum through float, halved.
@@ -258,15 +342,12 @@ double plateauCentre(int a, int b)
     return static_cast<float>(static_cast<int64_t>(a) + b) * 0.5f;
 }
 
-} // namespace
-
-void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
-                          std::vector<double>& positions)
+// The extraction once the strongest response `top` of the n > 1 samples is known.
+// Samples below the threshold change nothing, so only those at or above it are visited,
+// in scan order, found as the set bits of masks of 64 samples.
+void extractEdges(const float* v, int n, bool forward, float top, float percent, float minStrength, int maxCount,
+                  std::vector<double>& positions)
 {
-    if (n < 2 || maxCount < 1 || !strength)
-        return;
-    const float* v = strength;
-    const float top = largestNonNegative(v, n);
     if (minStrength > top)
         return;
     const float relative = percent / 100.0f * top;
@@ -277,60 +358,69 @@ void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percen
     if (positions.capacity() < wanted)
         positions.reserve(wanted);
 
-    // One loop for both senses: "ahead" is the next sample in scan order, "behind" the
-    // previous one; the last sample of the scan has no look-ahead and gets no parabola.
-    // Samples below the threshold change nothing, so blocks without any sample at or above
-    // it are skipped whole.
-    constexpr int kBlock = 16;
-    const bool forward = dir == LeftToRight;
+    // "ahead" is the next sample in scan order, "behind" the previous one; the last
+    // sample of the scan has no look-ahead and gets no parabola.
     const int stride = forward ? 1 : -1;
     const int first = forward ? 0 : n - 1;
     const int last = forward ? n - 1 : 0;
-    const int blocks = (n - 1) / kBlock + 1;
     bool rising = true;
     int plateauStart = -1;
-    for (int b = 0; b < blocks; ++b) {
-        const int low = (forward ? b : blocks - 1 - b) * kBlock;
-        const int count = std::min(kBlock, n - low);
-        if (!anyAtOrAbove(v + low, count, thr))
-            continue;
-        for (int k = 0; k < count; ++k) {
-            const int i = forward ? low + k : low + count - 1 - k;
-            // Written as "not at or above" so that NaN samples (and a NaN threshold) never pass.
-            if (!(v[i] >= thr))
-                continue;
-            if (i != first) {
-                const float slope = v[i] - v[i - stride];
-                if (slope > 0.0f)
-                    rising = true;
-                else if (slope < 0.0f)
-                    rising = false;
+    // Visits sample i; true once maxCount positions are there.
+    const auto visit = [&](int i) {
+        if (i != first) {
+            const float slope = v[i] - v[i - stride];
+            if (slope > 0.0f)
+                rising = true;
+            else if (slope < 0.0f)
+                rising = false;
+        }
+        if (!rising)
+            return false;
+        if (i == last) {
+            positions.push_back(plateauStart < 0 ? static_cast<double>(i) : plateauCentre(i, plateauStart));
+            plateauStart = -1;
+        } else {
+            const float ahead = v[i + stride];
+            if (ahead > v[i]) {
+                plateauStart = -1;
+                return false;
             }
-            bool emitted = false;
-            if (i == last) {
-                if (rising) {
-                    positions.push_back(plateauStart < 0 ? static_cast<double>(i) : plateauCentre(i, plateauStart));
-                    plateauStart = -1;
-                    emitted = true;
-                }
-            } else if (rising) {
-                const float ahead = v[i + stride];
-                if (ahead > v[i]) {
-                    plateauStart = -1;
-                } else if (ahead == v[i]) {
-                    if (plateauStart < 0)
-                        plateauStart = i;
-                } else if (v[i] > ahead) {
-                    positions.push_back(plateauStart < 0 ? oneDimEdgeParabolaExtremum(v, n, i)
-                                                         : plateauCentre(i, plateauStart));
-                    plateauStart = -1;
-                    emitted = true;
-                }
+            if (ahead == v[i]) {
+                if (plateauStart < 0)
+                    plateauStart = i;
+                return false;
             }
-            if (emitted && positions.size() >= static_cast<size_t>(maxCount))
+            if (!(v[i] > ahead))
+                return false;
+            positions.push_back(plateauStart < 0 ? oneDimEdgeParabolaExtremum(v, n, i)
+                                                 : plateauCentre(i, plateauStart));
+            plateauStart = -1;
+        }
+        return positions.size() >= static_cast<size_t>(maxCount);
+    };
+
+    const int words = (n + 63) / 64;
+    for (int w = 0; w < words; ++w) {
+        const int low = (forward ? w : words - 1 - w) * 64;
+        uint64_t bits = atOrAboveMask(v + low, std::min(64, n - low), thr);
+        while (bits) {
+            const int k = forward ? lowestSetBit(bits) : highestSetBit(bits);
+            bits &= ~(uint64_t(1) << k);
+            if (visit(low + k))
                 return;
         }
     }
+}
+
+} // namespace
+
+void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
+                          std::vector<double>& positions)
+{
+    if (n < 2 || maxCount < 1 || !strength)
+        return;
+    extractEdges(strength, n, dir == LeftToRight, largestNonNegative(strength, n), percent, minStrength, maxCount,
+                 positions);
 }
 
 float oneDimEdgeParabolaExtremum(const float* strength, int n, int i)
@@ -484,44 +574,52 @@ struct SegmentScan {
 };
 
 // Runs the caliper over the segments of `lines` (one row per line, segment s starting at
-// row s*step) and appends their edges. Sum is the integer type of the segment sums.
-template <typename Sum>
+// row s*step) and appends their edges.
 void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv::Point_<double>>& points)
 {
+    // A chunk of segments goes through each stage before the next stage starts: the
+    // stages of one short profile back to back would read what the previous stage has
+    // just written, in pieces straddling its stores, and wait for every such store.
+    // Chunks of a few thousand samples keep the stages' buffers in the first-level cache.
+    constexpr size_t kChunkSamples = 2048;
     const int length = lines.cols;
     const int half = scan.half;
-    // One block for the padded raw profile, the smoothed one and its derivative, reused
-    // by every segment. The averages go straight between the paddings.
-    // Each part starts on a cache line (OpenCV's buffers are 64-byte aligned), so that
-    // the vector loops do not straddle lines by accident of the lengths.
-    const size_t paddedSize = cv::alignSize(static_cast<size_t>(length) + 2 * static_cast<size_t>(half), 16);
-    const size_t profileSize = cv::alignSize(static_cast<size_t>(length), 16);
-    cv::AutoBuffer<float, 1> buffers(paddedSize + 2 * profileSize);
-    float* padded = buffers.data();
-    float* profile = padded + paddedSize;
-    float* derivative = profile + profileSize;
+    const size_t pitch = static_cast<size_t>(length) + 2 * static_cast<size_t>(half);
+    const int chunk = static_cast<int>(std::min<size_t>(std::max<size_t>(kChunkSamples / pitch, 1), scan.count));
+    cv::AutoBuffer<float, 1> buffers((pitch + 2 * static_cast<size_t>(length) + 1) * chunk);
+    float* padded = buffers.data();                    // averaged profiles between their paddings
+    float* smoothed = padded + pitch * chunk;          // length samples per segment
+    float* strength = smoothed + static_cast<size_t>(length) * chunk;
+    float* tops = strength + static_cast<size_t>(length) * chunk;
     std::vector<double> positions;
 
     const profile_core::Summation summation =
         scan.step < scan.width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
-    profile_core::SegmentAverager<Sum> averager(lines, scan.width, scan.step, summation);
-    for (int s = 0; s < scan.count; ++s) {
-        averager.next(padded + half);
-        padProfile(padded, length, half, false);
-        convolvePadded(padded, length, scan.kernel, half, profile);
-        derivativeStrength(profile, derivative, length, scan.direction == RightToLeft ? -1.0f : 1.0f,
-                           scan.transition);
-        positions.clear();
-        oneDimEdgeExtraction(derivative, length, scan.direction, scan.percent, scan.minStrength, scan.maxEdges,
-                             positions);
+    const bool forward = scan.direction == LeftToRight;
+    const float sign = scan.direction == RightToLeft ? -1.0f : 1.0f;
+    for (int first = 0; first < scan.count; first += chunk) {
+        const int inChunk = std::min(chunk, scan.count - first);
+        profile_core::averageSegments(lines, scan.width, scan.step, first, inChunk, summation, padded + half, pitch);
+        for (int k = 0; k < inChunk; ++k)
+            padProfile(padded + k * pitch, length, half, false);
+        for (int k = 0; k < inChunk; ++k)
+            convolvePadded(padded + k * pitch, length, scan.kernel, half, smoothed + k * length);
+        for (int k = 0; k < inChunk; ++k)
+            tops[k] = derivativeStrength(smoothed + k * length, strength + k * length, length, sign, scan.transition);
 
-        const int64_t segmentStart = scan.start + static_cast<int64_t>(s) * scan.step;
-        const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
-        // Points carry single precision by definition: both coordinates go through float.
-        const double across = static_cast<float>(centre);
-        for (double p : positions) {
-            const double along = static_cast<float>(p);
-            points.emplace_back(scan.verticalProfiles ? across : along, scan.verticalProfiles ? along : across);
+        for (int k = 0; k < inChunk; ++k) {
+            positions.clear();
+            if (length > 1)
+                extractEdges(strength + k * length, length, forward, tops[k], scan.percent, scan.minStrength,
+                             scan.maxEdges, positions);
+            const int64_t segmentStart = scan.start + static_cast<int64_t>(first + k) * scan.step;
+            const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
+            // Points carry single precision by definition: both coordinates go through float.
+            const double across = static_cast<float>(centre);
+            for (double p : positions) {
+                const double along = static_cast<float>(p);
+                points.emplace_back(scan.verticalProfiles ? across : along, scan.verticalProfiles ? along : across);
+            }
         }
     }
 }
@@ -585,11 +683,5 @@ void clcSegmentPoints(cv::Mat& strip, ClcDirection segmentAxis, ClcDirection sca
         scan.kernel = cutKernel;
     }
 
-    // The narrowest integer that holds a segment's sum keeps the summing loops widest.
-    if (width <= profile_core::kMaxWidthFor16BitSums)
-        scanSegments<int16_t>(lines, scan, points);
-    else if (width <= profile_core::kMaxWidthFor32BitSums)
-        scanSegments<int32_t>(lines, scan, points);
-    else
-        scanSegments<int64_t>(lines, scan, points);
+    scanSegments(lines, scan, points);
 }
