@@ -285,11 +285,15 @@ double circleWeights(FitCircleType type, const double* residuals, double* scratc
 }
 
 // Weight accessor that normalises each weight by the sum as the fit reads it, and keeps
-// the normalised weight: one pass less over the points.
+// the normalised weight: one pass less over the points. A weight of exactly 1 (a Huber
+// inlier, most points) takes the one quotient 1/sum computed beforehand, which is the
+// same division; only the others pay for one of their own.
 struct NormalisingWeight {
     double* weights;
     double sum;
-    double operator()(size_t i) const { return weights[i] /= sum; }
+    double unitShare;
+    NormalisingWeight(double* w, double s) : weights(w), sum(s), unitShare(1.0 / s) {}
+    double operator()(size_t i) const { return weights[i] = weights[i] == 1.0 ? unitShare : weights[i] / sum; }
 };
 
 // Random-sample restarts refined by reweighted algebraic fits. Writes the best circle

@@ -98,8 +98,7 @@ void convolvePadded(const float* padded, int n, const float* kernel, int half, f
     const int taps = 2 * half + 1;
 #if CV_SIMD128
     if (n >= 8) {
-        for (int i = 0;; i += 8) {
-            i = std::min(i, n - 8);
+        const auto eight = [&](int i) {
             const float* window = padded + i;
             cv::v_float32x4 tap = cv::v_setall_f32(kernel[0]);
             cv::v_float32x4 low = cv::v_load(window) * tap;
@@ -111,9 +110,13 @@ void convolvePadded(const float* padded, int n, const float* kernel, int half, f
             }
             cv::v_store(out + i, low);
             cv::v_store(out + i + 4, high);
-            if (i == n - 8)
-                return;
-        }
+        };
+        int i = 0;
+        for (; i + 8 <= n; i += 8)
+            eight(i);
+        if (i < n)
+            eight(n - 8);
+        return;
     }
 #endif
     for (int i = 0; i < n; ++i) {
@@ -201,8 +204,10 @@ float keepLarger(float top, float x) { return x > top ? x : top; }
 
 // The non-circular derivative of src turned into edge strength in one pass: the same
 // values as clcOneDimDeriv followed by clcOneDimDerivDir. sign is -1 for a reverse scan
-// (multiplying by -1 negates exactly). Returns the largest strength, never below 0 (NaN
-// never counts), which the extraction would otherwise look for in a pass of its own.
+// (multiplying by -1 negates exactly). Returns the largest strength, never below 0, which
+// the extraction would otherwise look for in a pass of its own. src holds smoothed
+// averages of bytes, never NaN, so the vector maximum (shorter to wait for than a
+// select) gives what keepLarger would.
 template <int Transition>
 float derivativeStrength(const float* src, float* dst, int n, float sign)
 {
@@ -219,15 +224,17 @@ float derivativeStrength(const float* src, float* dst, int n, float sign)
     if (last >= 4) {
         const cv::v_float32x4 factor = cv::v_setall_f32(sign);
         cv::v_float32x4 tops = cv::v_setzero_f32();
-        for (int i = 1;; i += 4) {
-            i = std::min(i, last - 3);
+        const auto four = [&](int i) {
             const cv::v_float32x4 d =
                 strengthOf<Transition>((cv::v_load(src + i + 1) - cv::v_load(src + i - 1)) * factor);
             cv::v_store(dst + i, d);
-            tops = cv::v_select(d > tops, d, tops);
-            if (i == last - 3)
-                break;
-        }
+            tops = cv::v_max(d, tops);
+        };
+        int i = 1;
+        for (; i + 3 <= last; i += 4)
+            four(i);
+        if (i <= last)
+            four(last - 3);
         float lanes[4];
         cv::v_store(lanes, tops);
         for (float lane : lanes)
@@ -298,12 +305,15 @@ uint64_t atOrAboveMask(const float* v, int count, float thr)
 #if CV_SIMD128
     if (count >= 4) {
         const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
-        for (int k = 0;; k += 4) {
-            k = std::min(k, count - 4);
+        const auto four = [&](int k) {
             mask |= static_cast<uint64_t>(cv::v_signmask(cv::v_load(v + k) >= threshold)) << k;
-            if (k == count - 4)
-                return mask;
-        }
+        };
+        int k = 0;
+        for (; k + 4 <= count; k += 4)
+            four(k);
+        if (k < count)
+            four(count - 4);
+        return mask;
     }
 #endif
     for (int k = 0; k < count; ++k)
@@ -342,98 +352,6 @@ double plateauCentre(int a, int b)
     return static_cast<float>(static_cast<int64_t>(a) + b) * 0.5f;
 }
 
-// The extraction once the strongest response `top` of the n > 1 samples is known.
-// Samples below the threshold change nothing, so only those at or above it are visited,
-// in scan order, found as the set bits of masks of 64 samples.
-void extractEdges(const float* v, int n, bool forward, float top, float percent, float minStrength, int maxCount,
-                  std::vector<double>& positions)
-{
-    if (minStrength > top)
-        return;
-    const float relative = percent / 100.0f * top;
-    const float thr = relative > minStrength ? relative : minStrength;
-
-    // More positions than samples cannot come, so a huge maxCount reserves no more.
-    const size_t wanted = static_cast<size_t>(std::min(maxCount, n));
-    if (positions.capacity() < wanted)
-        positions.reserve(wanted);
-
-    // "ahead" is the next sample in scan order, "behind" the previous one; the last
-    // sample of the scan has no look-ahead and gets no parabola.
-    const int stride = forward ? 1 : -1;
-    const int first = forward ? 0 : n - 1;
-    const int last = forward ? n - 1 : 0;
-    bool rising = true;
-    int plateauStart = -1;
-    // Visits sample i; true once maxCount positions are there.
-    const auto visit = [&](int i) {
-        if (i != first) {
-            const float slope = v[i] - v[i - stride];
-            if (slope > 0.0f)
-                rising = true;
-            else if (slope < 0.0f)
-                rising = false;
-        }
-        if (!rising)
-            return false;
-        if (i == last) {
-            positions.push_back(plateauStart < 0 ? static_cast<double>(i) : plateauCentre(i, plateauStart));
-            plateauStart = -1;
-        } else {
-            const float ahead = v[i + stride];
-            if (ahead > v[i]) {
-                plateauStart = -1;
-                return false;
-            }
-            if (ahead == v[i]) {
-                if (plateauStart < 0)
-                    plateauStart = i;
-                return false;
-            }
-            if (!(v[i] > ahead))
-                return false;
-            positions.push_back(plateauStart < 0 ? oneDimEdgeParabolaExtremum(v, n, i)
-                                                 : plateauCentre(i, plateauStart));
-            plateauStart = -1;
-        }
-        return positions.size() >= static_cast<size_t>(maxCount);
-    };
-
-    const int words = (n + 63) / 64;
-    for (int w = 0; w < words; ++w) {
-        const int low = (forward ? w : words - 1 - w) * 64;
-        uint64_t bits = atOrAboveMask(v + low, std::min(64, n - low), thr);
-        while (bits) {
-            const int k = forward ? lowestSetBit(bits) : highestSetBit(bits);
-            bits &= ~(uint64_t(1) << k);
-            if (visit(low + k))
-                return;
-        }
-    }
-}
-
-} // namespace
-
-void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
-                          std::vector<double>& positions)
-{
-    if (n < 2 || maxCount < 1 || !strength)
-        return;
-    extractEdges(strength, n, dir == LeftToRight, largestNonNegative(strength, n), percent, minStrength, maxCount,
-                 positions);
-}
-
-float oneDimEdgeParabolaExtremum(const float* strength, int n, int i)
-{
-    if (!strength || i <= 0 || i >= n - 1)
-        return static_cast<float>(i);
-    const float vertex = static_cast<float>(threePointParabolaExtremum(
-        {i - 1.0, strength[i - 1]}, {static_cast<double>(i), strength[i]}, {i + 1.0, strength[i + 1]}));
-    return std::isnan(vertex) ? static_cast<float>(i) : vertex;
-}
-
-namespace {
-
 // Solves y = a*x^2 + b*x + c through three points; false for degenerate abscissas.
 bool solveParabola(const cv::Point_<double>& p0, const cv::Point_<double>& p1, const cv::Point_<double>& p2,
                    double& a, double& b, double& c)
@@ -449,7 +367,130 @@ bool solveParabola(const cv::Point_<double>& p0, const cv::Point_<double>& p1, c
     return true;
 }
 
+// Abscissa of the vertex of the parabola through three points, 0 when there is none.
+double parabolaVertex(const cv::Point_<double>& p0, const cv::Point_<double>& p1, const cv::Point_<double>& p2)
+{
+    double a, b, c;
+    if (!solveParabola(p0, p1, p2, a, b, c) || a == 0.0)
+        return 0.0;
+    return -b / (2.0 * a);
+}
+
+// Sub-pixel position of the peak at sample i of the n samples at v.
+float peakPosition(const float* v, int n, int i)
+{
+    if (i <= 0 || i >= n - 1)
+        return static_cast<float>(i);
+    const float vertex = static_cast<float>(
+        parabolaVertex({i - 1.0, v[i - 1]}, {static_cast<double>(i), v[i]}, {i + 1.0, v[i + 1]}));
+    return std::isnan(vertex) ? static_cast<float>(i) : vertex;
+}
+
+// The extraction once the strongest response `top` of the n > 1 samples is known. Each
+// edge goes to sink.found(i, plateauStart, peak): sample i is an edge, either a peak
+// (whose position the parabola through it refines) or the last sample of the scan (taken
+// as it is), unless it closes a flat top begun at plateauStart >= 0, whose centre it then
+// is. The extraction stops when found returns true.
+// Samples below the threshold change nothing, so only those at or above it are visited,
+// in scan order, found as the set bits of masks of 64 samples.
+template <typename Sink>
+void extractEdges(const float* v, int n, bool forward, float top, float percent, float minStrength, int maxCount,
+                  Sink& sink)
+{
+    if (minStrength > top)
+        return;
+    const float relative = percent / 100.0f * top;
+    const float thr = relative > minStrength ? relative : minStrength;
+    // More positions than samples cannot come, so a huge maxCount reserves no more.
+    sink.reserve(static_cast<size_t>(std::min(maxCount, n)));
+
+    // "ahead" is the next sample in scan order, "behind" the previous one; the last
+    // sample of the scan has no look-ahead and gets no parabola.
+    const int stride = forward ? 1 : -1;
+    const int first = forward ? 0 : n - 1;
+    const int last = forward ? n - 1 : 0;
+    bool rising = true;
+    int plateauStart = -1;
+    // Visits sample i; true once the sink wants no more.
+    const auto visit = [&](int i) {
+        if (i != first) {
+            const float slope = v[i] - v[i - stride];
+            if (slope > 0.0f)
+                rising = true;
+            else if (slope < 0.0f)
+                rising = false;
+        }
+        if (!rising)
+            return false;
+        if (i != last) {
+            const float ahead = v[i + stride];
+            if (ahead > v[i]) {
+                plateauStart = -1;
+                return false;
+            }
+            if (ahead == v[i]) {
+                if (plateauStart < 0)
+                    plateauStart = i;
+                return false;
+            }
+            if (!(v[i] > ahead))
+                return false;
+        }
+        const int plateau = plateauStart;
+        plateauStart = -1;
+        return sink.found(i, plateau, i != last);
+    };
+
+    const int words = (n + 63) / 64;
+    for (int w = 0; w < words; ++w) {
+        const int low = (forward ? w : words - 1 - w) * 64;
+        uint64_t bits = atOrAboveMask(v + low, std::min(64, n - low), thr);
+        while (bits) {
+            const int k = forward ? lowestSetBit(bits) : highestSetBit(bits);
+            bits &= ~(uint64_t(1) << k);
+            if (visit(low + k))
+                return;
+        }
+    }
+}
+
+// Positions appended to a list, which counts what the caller put there too.
+struct PositionList {
+    std::vector<double>& positions;
+    const float* v;
+    int n;
+    size_t maxCount;
+
+    void reserve(size_t wanted)
+    {
+        if (positions.capacity() < wanted)
+            positions.reserve(wanted);
+    }
+    bool found(int i, int plateauStart, bool peak)
+    {
+        positions.push_back(plateauStart >= 0 ? plateauCentre(i, plateauStart)
+                            : peak            ? peakPosition(v, n, i)
+                                              : static_cast<double>(i));
+        return positions.size() >= maxCount;
+    }
+};
+
 } // namespace
+
+void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
+                          std::vector<double>& positions)
+{
+    if (n < 2 || maxCount < 1 || !strength)
+        return;
+    PositionList list{positions, strength, n, static_cast<size_t>(maxCount)};
+    extractEdges(strength, n, dir == LeftToRight, largestNonNegative(strength, n), percent, minStrength, maxCount,
+                 list);
+}
+
+float oneDimEdgeParabolaExtremum(const float* strength, int n, int i)
+{
+    return strength ? peakPosition(strength, n, i) : static_cast<float>(i);
+}
 
 void threePointParabola(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_<double> p2, double& a, double& b,
                         double& c)
@@ -464,10 +505,7 @@ void threePointParabola(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_
 
 double threePointParabolaExtremum(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_<double> p2)
 {
-    double a, b, c;
-    if (!solveParabola(p0, p1, p2, a, b, c) || a == 0.0)
-        return 0.0;
-    return -b / (2.0 * a);
+    return parabolaVertex(p0, p1, p2);
 }
 
 double parabolaExtremum(double a, double b)
@@ -573,6 +611,43 @@ struct SegmentScan {
     int maxEdges;
 };
 
+// A point whose position along its profile awaits the parabola through its peak.
+struct PendingPeak {
+    size_t point;
+    const float* strength;
+    int n;
+    int i;
+};
+
+// Edges of one segment as points. Peaks get a placeholder position: their parabolas are
+// solved later for the whole chunk at once, where the divisions of one do not wait for
+// those of the one before.
+struct SegmentPoints {
+    std::vector<cv::Point_<double>>& points;
+    std::vector<PendingPeak>& pending;
+    const float* strength;
+    int n;
+    bool verticalProfiles;
+    double across; // the segment centre, single precision
+    int maxEdges;
+    int count = 0;
+
+    void reserve(size_t) {}
+    bool found(int i, int plateauStart, bool peak)
+    {
+        if (plateauStart < 0 && peak)
+            pending.push_back({points.size(), strength, n, i});
+        add(plateauStart >= 0 ? plateauCentre(i, plateauStart) : static_cast<double>(i));
+        return ++count >= maxEdges;
+    }
+    void add(double position)
+    {
+        // Points carry single precision by definition: both coordinates go through float.
+        const double along = static_cast<float>(position);
+        points.emplace_back(verticalProfiles ? across : along, verticalProfiles ? along : across);
+    }
+};
+
 // Runs the caliper over the segments of `lines` (one row per line, segment s starting at
 // row s*step) and appends their edges.
 void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv::Point_<double>>& points)
@@ -591,7 +666,7 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
     float* smoothed = padded + pitch * chunk;          // length samples per segment
     float* strength = smoothed + static_cast<size_t>(length) * chunk;
     float* tops = strength + static_cast<size_t>(length) * chunk;
-    std::vector<double> positions;
+    std::vector<PendingPeak> pending;
 
     const profile_core::Summation summation =
         scan.step < scan.width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
@@ -607,19 +682,18 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
         for (int k = 0; k < inChunk; ++k)
             tops[k] = derivativeStrength(smoothed + k * length, strength + k * length, length, sign, scan.transition);
 
-        for (int k = 0; k < inChunk; ++k) {
-            positions.clear();
-            if (length > 1)
-                extractEdges(strength + k * length, length, forward, tops[k], scan.percent, scan.minStrength,
-                             scan.maxEdges, positions);
+        pending.clear();
+        for (int k = 0; length > 1 && k < inChunk; ++k) {
             const int64_t segmentStart = scan.start + static_cast<int64_t>(first + k) * scan.step;
             const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
-            // Points carry single precision by definition: both coordinates go through float.
-            const double across = static_cast<float>(centre);
-            for (double p : positions) {
-                const double along = static_cast<float>(p);
-                points.emplace_back(scan.verticalProfiles ? across : along, scan.verticalProfiles ? along : across);
-            }
+            const float* profile = strength + k * length;
+            SegmentPoints sink{points, pending, profile, length, scan.verticalProfiles, static_cast<float>(centre),
+                               scan.maxEdges};
+            extractEdges(profile, length, forward, tops[k], scan.percent, scan.minStrength, scan.maxEdges, sink);
+        }
+        for (const PendingPeak& peak : pending) {
+            const double along = peakPosition(peak.strength, peak.n, peak.i);
+            (scan.verticalProfiles ? points[peak.point].y : points[peak.point].x) = along;
         }
     }
 }
