@@ -80,7 +80,10 @@ template <typename Sums>
 void averageColumns(const cv::Mat& lines, int width, int step, int64_t first, int count, bool sliding, int column,
                     float scale, float* profiles, size_t pitch)
 {
-    const auto line = [&](int64_t k) { return lines.ptr<uchar>(static_cast<int>(k)) + column; };
+    // Vector stores may alias anything, so the image's fields are read once, up front.
+    const uchar* origin = lines.data + column;
+    const size_t lineStep = lines.step;
+    const auto line = [origin, lineStep](int64_t k) { return origin + k * lineStep; };
     Sums sums;
     for (int s = 0; s < count; ++s) {
         const int64_t a = (first + s) * step;
