@@ -410,7 +410,8 @@ float peakPosition(const float* v, int n, int i)
     return std::isnan(vertex) ? static_cast<float>(i) : vertex;
 }
 
-// The extraction once the strongest response `top` of the n > 1 samples is known. Each
+// The extraction once the strongest response `top` of the n > 1 samples is known;
+// fraction is percent / 100 (in float, as the threshold is defined). Each
 // edge goes to sink.found(i, plateauStart, peak): sample i is an edge, either a peak
 // (whose position the parabola through it refines) or the last sample of the scan (taken
 // as it is), unless it closes a flat top begun at plateauStart >= 0, whose centre it then
@@ -418,12 +419,12 @@ float peakPosition(const float* v, int n, int i)
 // Samples below the threshold change nothing, so only those at or above it are visited,
 // in scan order, found as the set bits of masks of 64 samples.
 template <typename Sink>
-void extractEdges(const float* v, int n, bool forward, float top, float percent, float minStrength, int maxCount,
+void extractEdges(const float* v, int n, bool forward, float top, float fraction, float minStrength, int maxCount,
                   Sink& sink)
 {
     if (minStrength > top)
         return;
-    const float relative = percent / 100.0f * top;
+    const float relative = fraction * top;
     const float thr = relative > minStrength ? relative : minStrength;
     // More positions than samples cannot come, so a huge maxCount reserves no more.
     sink.reserve(static_cast<size_t>(std::min(maxCount, n)));
@@ -507,7 +508,7 @@ void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percen
     if (n < 2 || maxCount < 1 || !strength)
         return;
     PositionList list{positions, strength, n, static_cast<size_t>(maxCount)};
-    extractEdges(strength, n, dir == LeftToRight, largestNonNegative(strength, n), percent, minStrength, maxCount,
+    extractEdges(strength, n, dir == LeftToRight, largestNonNegative(strength, n), percent / 100.0f, minStrength, maxCount,
                  list);
 }
 
@@ -697,6 +698,7 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
         scan.step < scan.width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
     const bool forward = scan.direction == LeftToRight;
     const float sign = scan.direction == RightToLeft ? -1.0f : 1.0f;
+    const float fraction = scan.percent / 100.0f;
     for (int first = 0; first < scan.count; first += chunk) {
         const int inChunk = std::min(chunk, scan.count - first);
         profile_core::averageSegments(lines, scan.width, scan.step, first, inChunk, summation, padded + half, pitch);
@@ -714,7 +716,7 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
             const float* profile = strength + k * length;
             SegmentPoints sink{points, pending, profile, length, scan.verticalProfiles, static_cast<float>(centre),
                                scan.maxEdges};
-            extractEdges(profile, length, forward, tops[k], scan.percent, scan.minStrength, scan.maxEdges, sink);
+            extractEdges(profile, length, forward, tops[k], fraction, scan.minStrength, scan.maxEdges, sink);
         }
         for (const PendingPeak& peak : pending) {
             const double along = peakPosition(peak.strength, peak.n, peak.i);
