@@ -680,8 +680,9 @@ void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv:
     // A chunk of segments goes through each stage before the next stage starts: the
     // stages of one short profile back to back would read what the previous stage has
     // just written, in pieces straddling its stores, and wait for every such store.
-    // Chunks of a few thousand samples keep the stages' buffers in the first-level cache.
-    constexpr size_t kChunkSamples = 2048;
+    // Chunks of some thousands of samples keep the stages' buffers in cache while making
+    // the restart of the running sums at each chunk rare.
+    constexpr size_t kChunkSamples = 8192;
     const int length = lines.cols;
     const int half = scan.half;
     const size_t pitch = static_cast<size_t>(length) + 2 * static_cast<size_t>(half);
