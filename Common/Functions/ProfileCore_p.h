@@ -20,20 +20,35 @@ enum class Summation {
     SlidingWindow, ///< the previous segment's sum gains the lines entering, loses those leaving
 };
 
-/// Widest segments whose sums of 8-bit values fit a 16-bit signed integer.
+/// Widest segments whose sums of 8-bit values fit a 16-bit and a 32-bit signed integer.
 constexpr int kMaxWidthFor16BitSums = INT16_MAX / 255;
+constexpr int kMaxWidthFor32BitSums = INT32_MAX / 255;
 
 namespace detail {
 
-// Running sum of one column, wide enough for any segment.
-struct ColumnSum {
-    static constexpr int kColumns = 1;
-    int64_t sum = 0;
+// Running sums of Columns columns in plain loops, of an integer type wide enough for the
+// segments' sums.
+template <int Columns, typename Sum>
+struct PlainSums {
+    static constexpr int kColumns = Columns;
+    Sum sums[Columns] = {};
 
-    void clear() { sum = 0; }
-    void add(const uchar* line) { sum += line[0]; }
-    void slide(const uchar* entering, const uchar* leaving) { sum += int{entering[0]} - int{leaving[0]}; }
-    void store(float* out, float scale) const { out[0] = static_cast<float>(sum) * scale; }
+    void clear() { std::fill(sums, sums + Columns, Sum{0}); }
+    void add(const uchar* line)
+    {
+        for (int c = 0; c < Columns; ++c)
+            sums[c] += line[c];
+    }
+    void slide(const uchar* entering, const uchar* leaving)
+    {
+        for (int c = 0; c < Columns; ++c)
+            sums[c] += static_cast<Sum>(entering[c]) - static_cast<Sum>(leaving[c]);
+    }
+    void store(float* out, float scale) const
+    {
+        for (int c = 0; c < Columns; ++c)
+            out[c] = static_cast<float>(sums[c]) * scale;
+    }
 };
 
 #if CV_SIMD128
@@ -111,22 +126,28 @@ inline void averageSegments(const cv::Mat& lines, int width, int step, int64_t f
 {
     const float scale = static_cast<float>(1.0 / width);
     const bool sliding = summation == Summation::SlidingWindow && step < width;
-#if CV_SIMD128
-    if (width <= kMaxWidthFor16BitSums && lines.cols >= detail::SixteenColumnSums::kColumns) {
-        // The last block overlaps the one before rather than leaving a tail.
-        const int last = lines.cols - detail::SixteenColumnSums::kColumns;
-        for (int column = 0;; column += detail::SixteenColumnSums::kColumns) {
+    // Blocks of columns side by side; the last overlaps the one before rather than
+    // leaving a tail.
+    const auto inBlocks = [&](auto block) {
+        using Sums = decltype(block);
+        const int last = lines.cols - Sums::kColumns;
+        for (int column = 0;; column += Sums::kColumns) {
             column = std::min(column, last);
-            detail::averageColumns<detail::SixteenColumnSums>(lines, width, step, first, count, sliding, column,
-                                                             scale, profiles, pitch);
+            detail::averageColumns<Sums>(lines, width, step, first, count, sliding, column, scale, profiles, pitch);
             if (column == last)
                 return;
         }
-    }
+    };
+    if (lines.cols < 16)
+        inBlocks(detail::PlainSums<1, int64_t>());
+#if CV_SIMD128
+    else if (width <= kMaxWidthFor16BitSums)
+        inBlocks(detail::SixteenColumnSums());
 #endif
-    for (int column = 0; column < lines.cols; ++column)
-        detail::averageColumns<detail::ColumnSum>(lines, width, step, first, count, sliding, column, scale,
-                                                  profiles, pitch);
+    else if (width <= kMaxWidthFor32BitSums)
+        inBlocks(detail::PlainSums<16, int32_t>());
+    else
+        inBlocks(detail::PlainSums<16, int64_t>());
 }
 
 } // namespace profile_core
