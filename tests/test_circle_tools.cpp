@@ -185,6 +185,76 @@ TEST(CircleTool, SeamPaddingLetsTheLastCaliperCrossTheStart)
     EXPECT_LT(worstRadialError(param.edgePoints, kCentre, 90), 0.2);
 }
 
+namespace {
+
+// A ring's road through the circle tool in plain steps: crop, unwrap, first rows
+// appended across the seam, calipers, polar points mapped back.
+std::vector<cv::Point2d> referenceRingPoints(cv::Mat& image, const RingROI& ring, bool clockwise, int startAngle,
+                                             int scan, int transition, int width, int step, int sigma)
+{
+    const int outer = static_cast<int>(std::max(ring.radius1, ring.radius2));
+    const int inner = static_cast<int>(std::min(ring.radius1, ring.radius2));
+    const int cx = static_cast<int>(ring.centreX), cy = static_cast<int>(ring.centreY);
+    const int rows = static_cast<int>(std::ceil(outer * 2.0 * kPi));
+    cv::Rect crop(cx - outer, cy - outer, 2 * outer + 1, 2 * outer + 1);
+    cv::Mat roiImage, polar;
+    copyStaticROIImage(image, crop, roiImage, cv::Scalar(0));
+    warpPolarImg(roiImage, startAngle, startAngle, cv::Point2d(outer, outer), inner, outer,
+                 cv::Size(outer - inner + 1, rows), clockwise, false, polar);
+    const int lastStart = step * (rows % step == 0 ? rows / step - 1 : rows / step);
+    if (lastStart - rows + width > 0)
+        cv::vconcat(polar, polar.rowRange(0, lastStart - rows + width), polar);
+    std::vector<cv::Point2d> points;
+    clcSegmentPoints(polar, TopToBottom, static_cast<ClcDirection>(scan), static_cast<EdgeTransition>(transition),
+                     width, step, 0, 1024, sigma, 30.0f, 5.0f, points, 1);
+    const double start = std::fmod(std::fmod(startAngle, 360.0) + 360.0, 360.0);
+    const double rowAngle = (clockwise ? 1 : -1) * (360.0 / rows * kPi / 180.0);
+    for (cv::Point2d& p : points) {
+        const double theta = start * kPi / 180.0 + rowAngle * p.y, r = inner + p.x;
+        p = cv::Point2d(r * std::cos(theta) + cx, r * std::sin(theta) + cy);
+    }
+    return points;
+}
+
+} // namespace
+
+TEST(CircleTool, RingsMatchThePlainRoadBitForBit)
+{
+    cv::RNG rng(19);
+    for (int trial = 0; trial < 40; ++trial) {
+        const cv::Point2d centre(rng.uniform(150.0, 250.0), rng.uniform(150.0, 250.0));
+        const double radius = rng.uniform(40.0, 120.0);
+        cv::Mat image = discImage(rng.uniform(120, 250), rng.uniform(0, 100), 2.0, centre, radius);
+        RingROI roi(centre.x + rng.uniform(-3.0, 3.0), centre.y + rng.uniform(-3.0, 3.0),
+                    static_cast<float>(radius - rng.uniform(2.0, 30.0)), static_cast<float>(radius + rng.uniform(2.0, 30.0)));
+        const bool clockwise = rng.uniform(0, 2) == 0;
+        const int startAngle = rng.uniform(-400, 400), scan = rng.uniform(0, 2), transition = rng.uniform(0, 3);
+        const int width = rng.uniform(1, 12), step = rng.uniform(1, 12), sigma = rng.uniform(0, 6);
+        cv::Mat roiImage;
+        cv::Rect crop;
+        std::vector<cv::Point2d> polarPoints, points;
+        clcCircleSegmentPoints(image, &roi, clockwise, startAngle, static_cast<ClcDirection>(scan),
+                               static_cast<EdgeTransition>(transition), width, step, 1024, sigma, 30, 5, roiImage, crop,
+                               polarPoints, points, false, 0, -1.0);
+        ASSERT_EQ(points, referenceRingPoints(image, roi, clockwise, startAngle, scan, transition, width, step, sigma))
+            << "trial " << trial;
+
+        // The fitting entry, which starts at 0 degrees clockwise, fits exactly those points.
+        auto param = record<_CircleDetParam>(&roi, scan, transition, width, step);
+        param.sigma = sigma;
+        points = referenceRingPoints(image, roi, true, 0, scan, transition, width, step, sigma);
+        cv::Point2d expectedCentre;
+        double expectedRadius = 0;
+        const bool expectedOk = points.size() >= 3 && fitCircle(points, expectedCentre, expectedRadius, FitCircleHuber);
+        ASSERT_EQ(clcCirclePointsAndFit(image, param, 0, false, 0, -1.0), expectedOk) << "trial " << trial;
+        ASSERT_EQ(param.edgePoints, points) << "trial " << trial;
+        if (expectedOk) {
+            EXPECT_EQ(param.centre, expectedCentre);
+            EXPECT_EQ(param.radius, expectedRadius);
+        }
+    }
+}
+
 TEST(CircleTool, CrestModesLieAgainstTheOuterOrInnerCrests)
 {
     const double amplitude = 4;

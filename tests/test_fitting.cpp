@@ -1,8 +1,10 @@
 #include <Functions.h>
 
+#include <Eigen/Dense>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 #include <limits>
 
@@ -283,6 +285,137 @@ TEST(FitCircle, RobustTypesIgnoreSpuriousEdgesAndRepeat)
         ASSERT_TRUE(fitCircle(pts, c2, r2, type));
         EXPECT_EQ(c2, c);
         EXPECT_EQ(r2, r);
+    }
+}
+
+namespace {
+
+// The robust circle rule in its plainest form, to check the library's shortcuts (sums
+// over the sample only, fused passes, selection for the median) to the last bit: every
+// point in every sum, a full sort for the median, the normal equations solved with the
+// same LU. Products are formed in the order the results are defined by.
+bool referenceRobustCircle(const std::vector<cv::Point2d>& pts, int type, cv::Point2d& centre, double& radius)
+{
+    const int n = static_cast<int>(pts.size());
+    std::vector<double> w(n), e(n);
+    cv::Point2d c, previousC;
+    double r = 0, previousR = 0;
+    const auto fit = [&] {
+        double s[10] = {};
+        for (int i = 0; i < n; ++i) {
+            const double x = pts[i].x, y = pts[i].y, wx = w[i] * x, wy = w[i] * y;
+            const double terms[10] = {w[i], wx, wy, wx * x, wx * y, wy * y, wx * x * x, wy * y * x, wx * x * y, wy * y * y};
+            for (int k = 0; k < 10; ++k)
+                s[k] += terms[k];
+        }
+        Eigen::Matrix3d m;
+        m << s[3], s[4], s[1], s[4], s[5], s[2], s[1], s[2], s[0];
+        if (!(m.determinant() > 1e-12))
+            return false;
+        const Eigen::Vector3d d = m.partialPivLu().solve(Eigen::Vector3d(-s[6] - s[7], -s[8] - s[9], -s[3] - s[5]));
+        c = cv::Point2d(-d[0] / 2, -d[1] / 2);
+        r = std::sqrt(c.x * c.x + c.y * c.y - d[2]);
+        return true;
+    };
+    cv::RNG rng;
+    double best = DBL_MAX, error = 0;
+    bool firstStep = true;
+    for (int trial = 0; trial < 20; ++trial) {
+        std::fill(w.begin(), w.end(), 0.0);
+        for (int drawn = 0; drawn < std::min(n, 20);) {
+            const unsigned k = rng.next() % static_cast<unsigned>(n);
+            if (w[k] < FLT_EPSILON) {
+                w[k] = 1;
+                ++drawn;
+            }
+        }
+        if (!fit())
+            return false;
+        for (int step = 0; step < 30; ++step) {
+            if (!firstStep && std::abs(r - previousR) < 0.01 && cv::norm(c - previousC) < 0.01)
+                break;
+            firstStep = false;
+            error = 0;
+            for (int i = 0; i < n; ++i) {
+                e[i] = std::abs(cv::norm(pts[i] - c) - r);
+                error += e[i];
+            }
+            std::vector<double> sorted = e;
+            std::sort(sorted.begin(), sorted.end());
+            const double scale = 2 * (sorted[n / 2] / 0.6745);
+            const double k = static_cast<float>(1 / scale);
+            for (int i = 0; i < n; ++i) {
+                const double t = e[i] * k;
+                if (type == FitCircleHuber)
+                    w[i] = e[i] <= scale ? 1 : scale / e[i];
+                else if (type == FitCircleTukey && scale != 0)
+                    w[i] = e[i] <= scale ? (1 - t * t) * (1 - t * t) : 0;
+                else if (type > FitCircleTaubin)
+                    w[i] = 1;
+            }
+            double sum = 0;
+            for (double v : w)
+                sum += v;
+            for (double& v : w)
+                v = std::abs(sum) > FLT_EPSILON ? v / sum : 1;
+            previousC = c;
+            previousR = r;
+            if (!fit())
+                return false;
+        }
+        if (best > error) {
+            centre = c;
+            radius = r;
+            best = error;
+            if (error < static_cast<float>(n) * FLT_EPSILON)
+                break;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+TEST(FitCircle, RobustFitsMatchTheRuleExactly)
+{
+    // Random arcs with noise and a share of spurious points, 3 to 2000 points, and exact
+    // lattice circles whose residuals vanish (a zero scale).
+    cv::RNG rng(77);
+    std::vector<std::vector<cv::Point2d>> sets;
+    for (int trial = 0; trial < 60; ++trial) {
+        const int n = static_cast<int>(std::exp(rng.uniform(std::log(3.0), std::log(2000.0))));
+        const cv::Point2d centre(rng.uniform(-50.0, 1500.0), rng.uniform(-50.0, 1500.0));
+        const double r = std::exp(rng.uniform(0.0, 6.5)), noise = rng.uniform(0.0, 0.5);
+        const double from = rng.uniform(0.0, 2 * kPi), arc = rng.uniform(0.5, 2 * kPi);
+        const double outliers = rng.uniform(0.0, 0.4);
+        std::vector<cv::Point2d> pts;
+        for (int i = 0; i < n; ++i) {
+            const double a = from + arc * rng.uniform(0.0, 1.0);
+            const double d = r + noise * rng.gaussian(1.0) + (rng.uniform(0.0, 1.0) < outliers ? rng.uniform(-r, r) : 0);
+            pts.emplace_back(centre.x + d * std::cos(a), centre.y + d * std::sin(a));
+        }
+        sets.push_back(pts);
+    }
+    std::vector<cv::Point2d> lattice; // every integer point on the circle of radius 65
+    for (int x = -65; x <= 65; ++x)
+        for (int y = -65; y <= 65; ++y)
+            if (x * x + y * y == 65 * 65)
+                lattice.emplace_back(x + 100, y - 7);
+    sets.push_back(lattice);
+    lattice.emplace_back(100, -7);
+    sets.push_back(lattice);
+    sets.push_back({{0, 0}, {1, 1}, {2, 2}, {3, 3}, {7, 7}}); // fails in the first fit
+
+    for (size_t set = 0; set < sets.size(); ++set) {
+        for (const int type : {1, 2, 4}) {
+            cv::Point2d centre(-1, -1), expectedCentre(-1, -1);
+            double radius = -1, expectedRadius = -1;
+            const bool ok = fitCircle(sets[set], centre, radius, static_cast<FitCircleType>(type));
+            const bool expectedOk = referenceRobustCircle(sets[set], type, expectedCentre, expectedRadius);
+            ASSERT_EQ(ok, expectedOk) << set << " type " << type;
+            ASSERT_EQ(centre, expectedCentre) << set << " type " << type << " n=" << sets[set].size();
+            ASSERT_EQ(radius, expectedRadius) << set << " type " << type << " n=" << sets[set].size();
+        }
     }
 }
 

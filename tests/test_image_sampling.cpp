@@ -235,6 +235,67 @@ TEST(PolarWarp, LinearAndLogarithmicRadii)
     EXPECT_EQ(ringColumn(20.75, 1, 64, 6, true), 3);
 }
 
+namespace {
+
+// The polar unwrap transcribed plainly: every map entry computed on its own, in double,
+// stored as float, then one remap.
+cv::Mat referencePolar(const cv::Mat& src, double start, double end, cv::Point2d centre, int minRadius, int maxRadius,
+                       cv::Size size, bool clockwise, bool logPolar)
+{
+    const double pi = 3.141592653589793;
+    const auto radians = [&](double degrees) {
+        const double r = std::fmod(degrees, 360.0);
+        return (r < 0 ? r + 360.0 : r) * pi / 180.0;
+    };
+    const double a1 = radians(start);
+    double a2 = radians(end), span = 2 * pi;
+    if (!(std::abs(a1 - a2) < 2.220446049250313e-16)) {
+        a2 += a1 > a2 ? 2 * pi : 0;
+        span = a2 - a1;
+    }
+    const double R = static_cast<double>(maxRadius) - minRadius + 1.0, W = size.width;
+    cv::Mat mapX(size, CV_32F), mapY(size, CV_32F), dst;
+    for (int i = 0; i < size.height; ++i) {
+        const double theta = clockwise ? a1 + i * (span / size.height) : a2 - i * (span / size.height);
+        for (int j = 0; j < size.width; ++j) {
+            const float r = logPolar ? static_cast<float>(std::exp(j * std::log(R) / W + minRadius) - 1.0)
+                                     : static_cast<float>(j * (R / W) + minRadius);
+            mapX.at<float>(i, j) = static_cast<float>(r * std::cos(theta) + centre.x);
+            mapY.at<float>(i, j) = static_cast<float>(r * std::sin(theta) + centre.y);
+        }
+    }
+    cv::remap(src, dst, mapX, mapY, cv::INTER_LINEAR, cv::BORDER_CONSTANT, cv::Scalar(0));
+    return dst;
+}
+
+} // namespace
+
+TEST(PolarWarp, MatchesThePlainRuleBitForBit)
+{
+    // Random sectors: both senses, linear and logarithmic radii, full turns (equal
+    // angles, also given 360 apart), spans through zero, centres off the pixel grid and
+    // off the image, grey and colour sources, output widths that are no multiple of four.
+    cv::RNG rng(31);
+    for (int trial = 0; trial < 150; ++trial) {
+        cv::Mat src(rng.uniform(1, 200), rng.uniform(1, 200), trial % 5 ? CV_8UC1 : CV_8UC3);
+        rng.fill(src, cv::RNG::UNIFORM, 0, 256);
+        const double start = rng.uniform(-720.0, 720.0);
+        const int kind = rng.uniform(0, 4);
+        const double end = kind == 0 ? start : kind == 1 ? start + 360 : kind == 2 ? start - rng.uniform(0.0, 40.0)
+                                                                                     : rng.uniform(-720.0, 720.0);
+        const cv::Point2d centre(rng.uniform(-20.0, src.cols + 20.0), rng.uniform(-20.0, src.rows + 20.0));
+        const int minRadius = rng.uniform(0, 60), maxRadius = minRadius + rng.uniform(-3, 120);
+        const bool logPolar = rng.uniform(0, 3) == 0;
+        const cv::Size size(rng.uniform(1, 90), rng.uniform(1, 400));
+        const bool clockwise = rng.uniform(0, 2) == 0;
+        cv::Mat dst;
+        const int logMin = logPolar ? minRadius % 5 : minRadius; // keeps the exponent's radii in the image
+        warpPolarImg(src, start, end, centre, logMin, maxRadius, size, clockwise, logPolar, dst);
+        const cv::Mat expected = referencePolar(src, start, end, centre, logMin, maxRadius, size, clockwise, logPolar);
+        ASSERT_TRUE(identical(dst, expected)) << "trial " << trial;
+    }
+}
+
 TEST(ImageAverages, ColumnsRowsAndChannels)
 {
     cv::Mat grey = (cv::Mat_<uchar>(2, 3) << 1, 2, 3, 4, 6, 9);

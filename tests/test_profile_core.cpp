@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <thread>
@@ -260,6 +261,82 @@ TEST(EdgeExtraction, CountsFollowScanOrderAndAppend)
     EXPECT_EQ(positions.size(), 3u);
 }
 
+namespace {
+
+// The extraction rule transcribed directly: every sample in scan order, the ones below
+// the threshold skipped.
+std::vector<double> referenceExtraction(const std::vector<float>& v, bool forward, float percent, float minStrength,
+                                        int maxCount)
+{
+    const int n = static_cast<int>(v.size());
+    std::vector<double> out;
+    float top = 0;
+    for (float x : v)
+        top = x > top ? x : top;
+    if (n < 2 || maxCount < 1 || minStrength > top)
+        return out;
+    const float relative = percent / 100.0f * top;
+    const float thr = relative > minStrength ? relative : minStrength;
+    const int step = forward ? 1 : -1;
+    bool rising = true;
+    int plateau = -1;
+    for (int k = 0; k < n && static_cast<int>(out.size()) < maxCount; ++k) {
+        const int i = forward ? k : n - 1 - k;
+        if (!(v[i] >= thr))
+            continue;
+        if (k > 0) {
+            const float slope = v[i] - v[i - step];
+            rising = slope > 0 ? true : slope < 0 ? false : rising;
+        }
+        if (!rising)
+            continue;
+        const auto centre = [&] { return static_cast<double>(static_cast<float>(i + plateau) * 0.5f); };
+        if (k == n - 1) {
+            out.push_back(plateau < 0 ? i : centre());
+        } else if (v[i + step] > v[i]) {
+            plateau = -1;
+        } else if (v[i + step] == v[i]) {
+            plateau = plateau < 0 ? i : plateau;
+        } else if (v[i] > v[i + step]) {
+            out.push_back(plateau < 0 ? oneDimEdgeParabolaExtremum(v.data(), n, i) : centre());
+            plateau = -1;
+        }
+    }
+    return out;
+}
+
+} // namespace
+
+TEST(EdgeExtraction, MatchesTheRuleSampleBySample)
+{
+    // Curves of every kind the rule distinguishes: plateaus (small integers), smooth
+    // peaks, ends above the threshold, NaN and infinite samples; long enough to span
+    // several mask words.
+    cv::RNG rng(5);
+    for (int trial = 0; trial < 3000; ++trial) {
+        const int n = rng.uniform(0, 4) == 0 ? rng.uniform(0, 300) : rng.uniform(0, 40);
+        std::vector<float> v(n);
+        const int kind = rng.uniform(0, 3);
+        for (int i = 0; i < n; ++i) {
+            v[i] = kind == 0 ? static_cast<float>(rng.uniform(0, 4))
+                             : static_cast<float>(rng.uniform(0.0, 50.0) * (1 + std::sin(i * 0.4)));
+            if (rng.uniform(0, 200) == 0)
+                v[i] = rng.uniform(0, 2) ? std::numeric_limits<float>::quiet_NaN() : INFINITY;
+        }
+        const float percent = static_cast<float>(rng.uniform(0.0, 100.0));
+        const float minStrength = kind == 2 ? static_cast<float>(rng.uniform(0.0, 60.0)) : 0.0f;
+        const int maxCount = rng.uniform(0, 4) == 0 ? std::numeric_limits<int>::max() : rng.uniform(0, 6);
+        for (const bool forward : {true, false}) {
+            const std::vector<double> expected = referenceExtraction(v, forward, percent, minStrength, maxCount);
+            const std::vector<double> found =
+                extract(v, forward ? LeftToRight : RightToLeft, percent, minStrength, maxCount);
+            ASSERT_EQ(found.size(), expected.size()) << "trial " << trial;
+            for (size_t k = 0; k < found.size(); ++k) // memcmp: NaN positions compare too
+                ASSERT_EQ(std::memcmp(&found[k], &expected[k], sizeof(double)), 0) << "trial " << trial;
+        }
+    }
+}
+
 TEST(EdgeExtraction, ReverseScanMirrorsForwardScan)
 {
     // Small integer values make plateaus and equal neighbours common.
@@ -426,52 +503,59 @@ TEST(SegmentPoints, WideBandsDoNotOverflowTheirSums)
 
 TEST(SegmentPoints, SlidingAndDirectSumsAgreeBitForBit)
 {
-    using profile_core::SegmentAverager;
+    // Both summations, over lines narrower and wider than a vector block and widths on
+    // both sides of the 16-bit limit, against sums taken one line at a time.
     using profile_core::Summation;
     cv::RNG rng(11);
-    for (int trial = 0; trial < 200; ++trial) {
-        const int width = rng.uniform(1, 40);
+    for (int trial = 0; trial < 300; ++trial) {
+        const int width = trial % 10 == 0 ? rng.uniform(100, 300) : rng.uniform(1, 40);
         const int step = rng.uniform(1, width + 3);
-        const int count = rng.uniform(1, 30);
-        cv::Mat lines(step * (count - 1) + width, rng.uniform(1, 70), CV_8U);
-        rng.fill(lines, cv::RNG::UNIFORM, 0, 256);
-        SegmentAverager<int32_t> sliding(lines, width, step, Summation::SlidingWindow);
-        SegmentAverager<int32_t> direct(lines, width, step, Summation::Direct);
-        SegmentAverager<int16_t> narrow(lines, width, step, Summation::SlidingWindow);
-        SegmentAverager<int64_t> wide(lines, width, step, Summation::SlidingWindow);
-        std::vector<float> a(lines.cols), b(lines.cols), c(lines.cols), d(lines.cols);
+        const int first = rng.uniform(0, 4), count = rng.uniform(1, 30);
+        cv::Mat lines(step * (first + count - 1) + width, rng.uniform(1, 70), CV_8U);
+        rng.fill(lines, cv::RNG::UNIFORM, trial % 2 ? 0 : 250, 256);
+        const size_t pitch = lines.cols + rng.uniform(0, 5);
+        std::vector<float> sliding(pitch * count), direct(pitch * count);
+        profile_core::averageSegments(lines, width, step, first, count, Summation::SlidingWindow, sliding.data(), pitch);
+        profile_core::averageSegments(lines, width, step, first, count, Summation::Direct, direct.data(), pitch);
         for (int s = 0; s < count; ++s) {
-            sliding.next(a.data());
-            direct.next(b.data());
-            narrow.next(c.data());
-            wide.next(d.data());
-            ASSERT_EQ(a, b) << "trial " << trial << " segment " << s;
-            ASSERT_EQ(a, c) << "trial " << trial << " segment " << s;
-            ASSERT_EQ(a, d) << "trial " << trial << " segment " << s;
-            const cv::Mat segment = lines.rowRange(s * step, s * step + width);
-            EXPECT_NEAR(a[0], cv::mean(segment.col(0))[0], 1e-4);
+            const int a = (first + s) * step;
+            for (int j = 0; j < lines.cols; ++j) {
+                int sum = 0;
+                for (int k = a; k < a + width; ++k)
+                    sum += lines.at<uchar>(k, j);
+                const float expected = static_cast<float>(sum) * static_cast<float>(1.0 / width);
+                ASSERT_EQ(sliding[s * pitch + j], expected) << "trial " << trial << " segment " << s << " column " << j;
+                ASSERT_EQ(direct[s * pitch + j], expected) << "trial " << trial << " segment " << s << " column " << j;
+            }
         }
     }
 }
 
-TEST(SegmentPoints, MatchesThePipelineOfTheExportedFunctions)
+TEST(SegmentPoints, MatchesThePlainPipelineBitForBit)
 {
-    // The caliper's internal shortcuts (sliding sums, in-place padding, the one-pass
-    // derivative strength) against plain calls of the exported functions, on random strips
-    // including profiles shorter than the kernel.
+    // The caliper's shortcuts (sliding sums, in-place padding, fused passes, the bit-mask
+    // walk of the extraction) against the plain pipeline: exported smoothing and
+    // derivative, the extraction rule above. Random strips and settings: kernels of every
+    // size, cut for profiles not longer than sigma; odd and even widths; steps below and
+    // above the width; both axes and senses; every polarity.
     cv::RNG rng(23);
-    for (int trial = 0; trial < 300; ++trial) {
+    for (int trial = 0; trial < 400; ++trial) {
         const bool vertical = rng.uniform(0, 2) == 0;
-        cv::Mat strip(rng.uniform(1, 40), rng.uniform(1, 40), CV_8U);
+        const bool shortProfiles = rng.uniform(0, 3) == 0;
+        cv::Mat strip(rng.uniform(1, shortProfiles ? 12 : 300), rng.uniform(1, 90), CV_8U);
+        if (vertical == (rng.uniform(0, 2) == 0))
+            cv::transpose(cv::Mat(strip.t()), strip);
         rng.fill(strip, cv::RNG::UNIFORM, 0, 256);
-        cv::GaussianBlur(strip, strip, cv::Size(0, 0), 1.0);
-        const int width = rng.uniform(1, 10), step = rng.uniform(1, 10), start = rng.uniform(0, 3);
-        const int scan = rng.uniform(0, 2), transition = rng.uniform(0, 3), sigma = rng.uniform(0, 8);
-        const int maxEdges = rng.uniform(1, 5);
-        const float percent = static_cast<float>(rng.uniform(0, 60));
-        const auto points = segmentPoints(strip, vertical ? LeftToRight : TopToBottom,
-                                          vertical ? (scan ? BottomToTop : TopToBottom) : scan, transition, width,
-                                          step, start, 1024, sigma, percent, 0, maxEdges);
+        cv::GaussianBlur(strip, strip, cv::Size(0, 0), rng.uniform(0.3, 3.0));
+        const int width = rng.uniform(1, 13), step = rng.uniform(1, 16), start = rng.uniform(0, 4);
+        const int scan = rng.uniform(0, 4), transition = rng.uniform(0, 4), sigma = rng.uniform(0, 101);
+        const int maxEdges = rng.uniform(1, 6);
+        const float percent = static_cast<float>(rng.uniform(0.0, 100.0));
+        const float minStrength = static_cast<float>(rng.uniform(0.0, 20.0));
+        const auto points = segmentPoints(strip, vertical ? LeftToRight : TopToBottom, scan, transition, width, step,
+                                          start, 1024, sigma, percent, minStrength, maxEdges);
+        // Vertical profiles run forward for TopToBottom only; horizontal ones take the value as it is.
+        const ClcDirection dir = vertical ? (scan == TopToBottom ? LeftToRight : RightToLeft) : ClcDirection(scan);
 
         const cv::Mat lines = vertical ? cv::Mat(strip.t()) : strip;
         const int length = lines.cols;
@@ -479,7 +563,8 @@ TEST(SegmentPoints, MatchesThePipelineOfTheExportedFunctions)
         std::vector<float> kernel(getOneDimGaussianKernel(sigma), getOneDimGaussianKernel(sigma) + 2 * sigma + 1);
         cutOneDimGaussianKernel(getOneDimGaussianKernel(sigma), sigma, kernel.data(), half);
         std::vector<cv::Point2d> expected;
-        for (int a = start; a + width <= lines.rows; a += step) {
+        const int count = std::min((lines.rows - start - width) / step + 1, std::max(1024, strip.rows));
+        for (int a = start; a + width <= lines.rows && (a - start) / step < count; a += step) {
             std::vector<float> profile(length), derivative(length);
             for (int j = 0; j < length; ++j) {
                 int sum = 0;
@@ -489,12 +574,12 @@ TEST(SegmentPoints, MatchesThePipelineOfTheExportedFunctions)
             }
             oneDimArrayGaussianFilter(profile.data(), length, kernel.data(), half, false);
             clcOneDimDeriv(profile.data(), derivative.data(), length, false);
-            const ClcDirection dir = scan ? RightToLeft : LeftToRight;
             clcOneDimDerivDir(derivative.data(), length, dir, static_cast<EdgeTransition>(transition));
-            std::vector<double> positions;
-            oneDimEdgeExtraction(derivative.data(), length, dir, percent, 0, maxEdges, positions);
-            for (double p : positions)
-                expected.push_back(vertical ? cv::Point2d(a + width * 0.5, p) : cv::Point2d(p, a + width * 0.5));
+            const double centre = static_cast<float>(a + width * 0.5);
+            for (double p : referenceExtraction(derivative, dir == LeftToRight, percent, minStrength, maxEdges)) {
+                const double along = static_cast<float>(p);
+                expected.push_back(vertical ? cv::Point2d(centre, along) : cv::Point2d(along, centre));
+            }
         }
         ASSERT_EQ(points, expected) << "trial " << trial;
     }

@@ -102,20 +102,14 @@ double normalisedDegrees(double degrees)
     return d < 0 ? d + 360.0 : d;
 }
 
-// Repeats the first rows of a ring's strip after its last row, so that the last caliper,
-// which would otherwise be cut short or dropped, runs across the seam.
-void padAcrossSeam(cv::Mat& polar, int rowOffset, int width, int step)
+// Rows that a ring's strip needs after its last row, repeating its first rows, so that
+// the last caliper, which would otherwise be cut short or dropped, runs across the seam.
+int seamRows(int rows, int rowOffset, int width, int step)
 {
-    const int length = polar.rows - rowOffset;
+    const int length = rows - rowOffset;
     const int whole = length / step;
     const int lastStart = step * (length % step == 0 ? whole - 1 : whole);
-    const int pad = lastStart - length + width;
-    if (pad <= 0)
-        return;
-    cv::Mat padded(polar.rows + pad, polar.cols, CV_8UC1);
-    polar.copyTo(padded.rowRange(0, polar.rows));
-    polar.rowRange(0, pad).copyTo(padded.rowRange(polar.rows, polar.rows + pad));
-    polar = padded;
+    return std::max(lastStart - length + width, 0);
 }
 
 // Line through the polar points as a, b, c of a*x + b*y + c = 0 with a unit normal.
@@ -212,20 +206,21 @@ void clcCircleSegmentPoints(cv::Mat& image, ROI* roi, bool clockwiseFromStart, i
     copyStaticROIImage(image, cropRect, roiImage, cv::Scalar(0));
     tool_support::convertToGreyInPlace(roiImage);
 
-    cv::Mat polar;
+    // The strip is unwrapped straight into a buffer with room for the seam rows.
+    const int seam = layout.ring ? seamRows(layout.rows, layout.rowOffset, width, step) : 0;
+    cv::Mat polar(layout.rows + seam, layout.outer - layout.inner + 1, roiImage.type());
+    cv::Mat unwrapped = polar.rowRange(0, layout.rows);
     warpPolarImg(roiImage, layout.start, layout.end, cv::Point2d(layout.outer, layout.outer), layout.inner,
-                 layout.outer, cv::Size(layout.outer - layout.inner + 1, layout.rows), clockwiseFromStart, false,
-                 polar);
-    if (polar.empty())
+                 layout.outer, unwrapped.size(), clockwiseFromStart, false, unwrapped);
+    if (unwrapped.data != polar.data)
         return;
+    if (seam > 0)
+        polar.rowRange(0, seam).copyTo(polar.rowRange(layout.rows, layout.rows + seam));
 
     const double start = normalisedDegrees(layout.start);
     const double end = normalisedDegrees(layout.end);
     const double span = std::abs(start - end) < DBL_EPSILON ? 360.0 : (start > end ? end + 360.0 : end) - start;
     const double angleStep = span / layout.rows;
-
-    if (layout.ring)
-        padAcrossSeam(polar, layout.rowOffset, width, step);
 
     if (angularSmoothing > 1) {
         if (polar.rows < 2 || polar.cols < 3)

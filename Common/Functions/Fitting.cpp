@@ -4,6 +4,7 @@
 
 #include <Eigen/Dense>
 #include <Eigen/Eigenvalues>
+#include <opencv2/core/hal/intrin.hpp>
 
 #include <algorithm>
 #include <cfloat>
@@ -12,7 +13,6 @@
 #include <vector>
 
 using fitting_support::drawSample;
-using fitting_support::normaliseWeights;
 using fitting_support::upperMedian;
 
 namespace {
@@ -100,30 +100,70 @@ struct Circle {
     double radius = 0.0;
 };
 
-// Weighted algebraic fit of x^2 + y^2 + D*x + E*y + F = 0 by its normal equations.
-template <typename Weight>
-bool algebraicCircle(const std::vector<cv::Point2d>& points, Weight weight, Circle& circle)
-{
+// Raw sums of the weighted algebraic fit, named by their monomials (sxyy = sum of w*x*y*y).
+struct CircleSums {
     double sw = 0, sx = 0, sy = 0, sxx = 0, sxy = 0, syy = 0, sxxx = 0, sxyy = 0, sxxy = 0, syyy = 0;
-    for (size_t i = 0; i < points.size(); ++i) {
+};
+
+// Accumulates the sums point by point in index order, which the results are defined by.
+// Sums of x and of y share a vector register: every lane adds exactly what its scalar
+// sum would, while the additions, whose latency bounds this loop, are halved.
+template <typename Weight>
+CircleSums circleSums(const cv::Point2d* points, size_t n, Weight weight)
+{
+    CircleSums s;
+#if CV_SIMD128_64F
+    using cv::v_float64x2;
+    v_float64x2 sumXY = cv::v_setzero_f64(), sumXXYY = sumXY, sumTimesX = sumXY, sumTimesY = sumXY, sumXYW = sumXY;
+    for (size_t i = 0; i < n; ++i) {
+        const double w = weight(i);
+        const v_float64x2 p = cv::v_load(&points[i].x);
+        const v_float64x2 x = cv::v_setall_f64(points[i].x), y = cv::v_setall_f64(points[i].y);
+        const v_float64x2 wp = cv::v_setall_f64(w) * p; // (w*x, w*y)
+        const v_float64x2 wpp = wp * p;                  // (w*x*x, w*y*y)
+        sumXY += wp;
+        sumXXYY += wpp;
+        sumTimesX += wpp * x;
+        sumTimesY += wpp * y;
+        sumXYW += cv::v_combine_low(wp * y, cv::v_setall_f64(w));
+    }
+    double lanes[10];
+    cv::v_store(lanes, sumXY);
+    cv::v_store(lanes + 2, sumXXYY);
+    cv::v_store(lanes + 4, sumTimesX);
+    cv::v_store(lanes + 6, sumTimesY);
+    cv::v_store(lanes + 8, sumXYW);
+    s.sx = lanes[0], s.sy = lanes[1], s.sxx = lanes[2], s.syy = lanes[3], s.sxxx = lanes[4], s.sxyy = lanes[5];
+    s.sxxy = lanes[6], s.syyy = lanes[7], s.sxy = lanes[8], s.sw = lanes[9];
+#else
+    for (size_t i = 0; i < n; ++i) {
         const double w = weight(i), x = points[i].x, y = points[i].y;
         const double wx = w * x, wy = w * y, wxx = wx * x, wyy = wy * y;
-        sw += w;
-        sx += wx;
-        sy += wy;
-        sxx += wxx;
-        sxy += wx * y;
-        syy += wyy;
-        sxxx += wxx * x;
-        sxyy += wyy * x;
-        sxxy += wxx * y;
-        syyy += wyy * y;
+        s.sw += w;
+        s.sx += wx;
+        s.sy += wy;
+        s.sxx += wxx;
+        s.sxy += wx * y;
+        s.syy += wyy;
+        s.sxxx += wxx * x;
+        s.sxyy += wyy * x;
+        s.sxxy += wxx * y;
+        s.syyy += wyy * y;
     }
+#endif
+    return s;
+}
+
+// Weighted algebraic fit of x^2 + y^2 + D*x + E*y + F = 0 by its normal equations.
+template <typename Weight>
+bool algebraicCircle(const cv::Point2d* points, size_t n, Weight weight, Circle& circle)
+{
+    const CircleSums s = circleSums(points, n, weight);
     Eigen::Matrix3d normal;
-    normal << sxx, sxy, sx, sxy, syy, sy, sx, sy, sw;
+    normal << s.sxx, s.sxy, s.sx, s.sxy, s.syy, s.sy, s.sx, s.sy, s.sw;
     if (!(normal.determinant() > 1e-12))
         return false;
-    const Eigen::Vector3d rhs(-sxxx - sxyy, -sxxy - syyy, -sxx - syy);
+    const Eigen::Vector3d rhs(-s.sxxx - s.sxyy, -s.sxxy - s.syyy, -s.sxx - s.syy);
     const Eigen::Vector3d def = Eigen::PartialPivLU<Eigen::Matrix3d>(normal).solve(rhs);
     circle.centre = cv::Point2d(-def[0] / 2.0, -def[1] / 2.0);
     circle.radius = std::sqrt(circle.centre.x * circle.centre.x + circle.centre.y * circle.centre.y - def[2]);
@@ -189,6 +229,73 @@ bool taubinCircle(const std::vector<cv::Point2d>& points, Circle& circle)
     return true;
 }
 
+// |distance to the centre - radius| of every point, into residuals and into copy (which
+// the median's selection may reorder). Two points at a time; each lane computes exactly
+// what cv::norm of the difference would.
+void circleResiduals(const cv::Point2d* points, int n, const Circle& circle, double* residuals, double* copy)
+{
+    int i = 0;
+#if CV_SIMD128_64F
+    const cv::v_float64x2 cx = cv::v_setall_f64(circle.centre.x), cy = cv::v_setall_f64(circle.centre.y);
+    const cv::v_float64x2 r = cv::v_setall_f64(circle.radius);
+    for (; i + 2 <= n; i += 2) {
+        cv::v_float64x2 x, y;
+        cv::v_load_deinterleave(&points[i].x, x, y);
+        const cv::v_float64x2 dx = x - cx, dy = y - cy;
+        const cv::v_float64x2 e = cv::v_abs(cv::v_sqrt(dx * dx + dy * dy) - r);
+        cv::v_store(residuals + i, e);
+        cv::v_store(copy + i, e);
+    }
+#endif
+    for (; i < n; ++i)
+        residuals[i] = copy[i] = std::abs(cv::norm(points[i] - circle.centre) - circle.radius);
+}
+
+// Sets weights[i] = rule(residuals[i], weights[i]) and returns their sum; error receives
+// the sum of the residuals. Both sums run in index order, in one pass so that their
+// chains of additions overlap.
+template <typename Rule>
+double weighResiduals(const double* residuals, int n, double* weights, double& error, Rule rule)
+{
+    double sum = 0.0;
+    error = 0.0;
+    for (int i = 0; i < n; ++i) {
+        error += residuals[i];
+        weights[i] = rule(residuals[i], weights[i]);
+        sum += weights[i];
+    }
+    return sum;
+}
+
+// Robust weights from the residuals, not yet normalised, with their sum: Huber or Tukey
+// with the adaptive scale (scratch holds a copy of the residuals for its median), 1 for
+// the types beyond Taubin. Tukey keeps the previous weights when the scale is 0.
+double circleWeights(FitCircleType type, const double* residuals, double* scratch, int n, double* weights,
+                     double& error)
+{
+    if (type != FitCircleHuber && type != FitCircleTukey)
+        return weighResiduals(residuals, n, weights, error, [](double, double) { return 1.0; });
+    const double c = 2.0 * (upperMedian(scratch, n) / 0.6745);
+    if (type == FitCircleHuber)
+        return weighResiduals(residuals, n, weights, error, [c](double e, double) { return huberWeight(e, c); });
+    if (c == 0.0)
+        return weighResiduals(residuals, n, weights, error, [](double, double kept) { return kept; });
+    const double k = singlePrecisionInverse(c);
+    return weighResiduals(residuals, n, weights, error, [c, k](double e, double) { return tukeyWeight(e, c, k); });
+}
+
+// Weight accessor that normalises each weight by the sum as the fit reads it, and keeps
+// the normalised weight: one pass less over the points. A weight of exactly 1 (a Huber
+// inlier, most points) takes the one quotient 1/sum computed beforehand, which is the
+// same division; only the others pay for one of their own.
+struct NormalisingWeight {
+    double* weights;
+    double sum;
+    double unitShare;
+    NormalisingWeight(double* w, double s) : weights(w), sum(s), unitShare(1.0 / s) {}
+    double operator()(size_t i) const { return weights[i] = weights[i] == 1.0 ? unitShare : weights[i] / sum; }
+};
+
 // Random-sample restarts refined by reweighted algebraic fits. Writes the best circle
 // found into centre and radius as it goes, so a later failure leaves it there.
 bool robustCircle(const std::vector<cv::Point2d>& points, FitCircleType type, cv::Point2d& centre, double& radius)
@@ -196,10 +303,12 @@ bool robustCircle(const std::vector<cv::Point2d>& points, FitCircleType type, cv
     constexpr int kMaxTrials = 20;
     constexpr int kSampleSize = 20;
     const int n = static_cast<int>(points.size());
+    const int sampleSize = std::min(n, kSampleSize);
     cv::AutoBuffer<double, 68> weights(n);
     cv::AutoBuffer<double> residuals(2 * static_cast<size_t>(n));
     double* scratch = residuals.data() + n;
-    const ArrayWeight weight{weights.data()};
+    int drawn[kSampleSize];
+    cv::Point2d sample[kSampleSize];
 
     cv::RNG rng;
     const float good = static_cast<float>(n) * FLT_EPSILON;
@@ -211,8 +320,13 @@ bool robustCircle(const std::vector<cv::Point2d>& points, FitCircleType type, cv
     bool havePrevious = false;
 
     for (int trial = 0; trial < kMaxTrials; ++trial) {
-        drawSample(rng, weights.data(), n, std::min(n, kSampleSize));
-        if (!algebraicCircle(points, weight, current))
+        // Points left out of the sample weigh exactly 0 and add exactly nothing to the
+        // sums, so the sample's fit runs over its own points, in index order.
+        drawSample(rng, weights.data(), n, sampleSize, drawn);
+        std::sort(drawn, drawn + sampleSize);
+        for (int k = 0; k < sampleSize; ++k)
+            sample[k] = points[drawn[k]];
+        if (!algebraicCircle(sample, sampleSize, UnitWeight(), current))
             return false;
 
         for (int step = 0; step < kMaxReweightingSteps; ++step) {
@@ -221,30 +335,19 @@ bool robustCircle(const std::vector<cv::Point2d>& points, FitCircleType type, cv
                 break;
             havePrevious = true;
 
-            error = 0.0;
-            for (int i = 0; i < n; ++i) {
-                residuals[i] = std::abs(cv::norm(points[i] - current.centre) - current.radius);
-                error += residuals[i];
-            }
+            circleResiduals(points.data(), n, current, residuals.data(), scratch);
+            const double sum = circleWeights(type, residuals.data(), scratch, n, weights.data(), error);
 
-            if (type == FitCircleHuber || type == FitCircleTukey) {
-                std::copy(residuals.data(), residuals.data() + n, scratch);
-                const double c = 2.0 * (upperMedian(scratch, n) / 0.6745);
-                if (type == FitCircleHuber) {
-                    for (int i = 0; i < n; ++i)
-                        weights[i] = huberWeight(residuals[i], c);
-                } else if (c != 0.0) {
-                    const double k = singlePrecisionInverse(c);
-                    for (int i = 0; i < n; ++i)
-                        weights[i] = tukeyWeight(residuals[i], c, k);
-                }
+            // Weights summing to (nearly) nothing would divide into noise: all count alike.
+            previous = current;
+            bool fitted;
+            if (std::abs(sum) > FLT_EPSILON) {
+                fitted = algebraicCircle(points.data(), points.size(), NormalisingWeight{weights.data(), sum}, current);
             } else {
                 std::fill(weights.data(), weights.data() + n, 1.0);
+                fitted = algebraicCircle(points.data(), points.size(), UnitWeight(), current);
             }
-            normaliseWeights(weights.data(), n);
-
-            previous = current;
-            if (!algebraicCircle(points, weight, current))
+            if (!fitted)
                 return false;
         }
 
@@ -462,8 +565,8 @@ bool fitCircle(std::vector<cv::Point2d>& points, cv::Point2d& center, double& ra
         return robustCircle(points, type, center, radius);
 
     Circle circle;
-    const bool ok =
-        type == FitCircleTaubin ? taubinCircle(points, circle) : algebraicCircle(points, UnitWeight(), circle);
+    const bool ok = type == FitCircleTaubin ? taubinCircle(points, circle)
+                                            : algebraicCircle(points.data(), points.size(), UnitWeight(), circle);
     if (!ok)
         return false;
     center = circle.centre;

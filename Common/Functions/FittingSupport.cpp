@@ -6,16 +6,17 @@
 
 namespace fitting_support {
 
-void drawSample(cv::RNG& rng, double* weights, int n, int count)
+void drawSample(cv::RNG& rng, double* weights, int n, int count, int* drawn)
 {
     std::fill(weights, weights + n, 0.0);
-    int drawn = 0;
-    while (drawn < count) {
+    for (int k = 0; k < count;) {
         const unsigned index = rng.next() % static_cast<unsigned>(n);
         if (weights[index] >= FLT_EPSILON)
             continue;
         weights[index] = 1.0;
-        ++drawn;
+        if (drawn)
+            drawn[k] = static_cast<int>(index);
+        ++k;
     }
 }
 

@@ -8,9 +8,10 @@ namespace fitting_support {
 
 /// Zeroes weights[0..n) and sets count distinct entries to 1, drawing index
 /// rng.next() % n and drawing again when that weight is already set. With the generator
-/// in its default state the sample depends on n alone, so fits are repeatable.
+/// in its default state the sample depends on n alone, so fits are repeatable. The drawn
+/// indices, in the order drawn, go to drawn[0..count) when it is given.
 /// Requires 0 < count <= n.
-void drawSample(cv::RNG& rng, double* weights, int n, int count);
+void drawSample(cv::RNG& rng, double* weights, int n, int count, int* drawn = nullptr);
 
 /// The element at index n/2 of values[0..n) in ascending order (the upper median for
 /// even n). Reorders values. Requires n > 0 and no NaN.

@@ -129,9 +129,11 @@ void warpPolarImg(cv::Mat& src, double startAngle, double endAngle, cv::Point2d 
     }
     const double angleStep = span / dsize.height;
 
+    // Radii are single precision by definition; they are widened once here rather than in
+    // every entry of the maps.
     const int columns = dsize.width;
     const double radialSpan = static_cast<double>(maxRadius) - minRadius + 1.0;
-    std::vector<float> radius(columns);
+    cv::AutoBuffer<double> radius(columns);
     for (int j = 0; j < columns; ++j)
         radius[j] = logPolar ? static_cast<float>(std::exp(j * std::log(radialSpan) / columns + minRadius) - 1.0)
                              : static_cast<float>(j * (radialSpan / columns) + minRadius);

@@ -88,33 +88,65 @@ void padProfile(float* padded, int n, int half, bool circular)
     }
 }
 
-// out[i] = sum over taps j of padded[i + j] * kernel[j], summed in single precision in
-// increasing j. Eight samples at a time are accumulated tap by tap in two vector
-// registers: every lane keeps that summation order, and separate multiply and add
-// (never a fused multiply-add) keep every rounding of the plain loop.
-void convolvePadded(const float* padded, int n, const float* kernel, int half, float* out)
-{
-    const int taps = 2 * half + 1;
-    int i = 0;
+// A kernel's taps, each also spread over a vector for the convolution.
+struct SmoothingKernel {
+    const float* taps;
+    int half;
 #if CV_SIMD128
-    for (; i + 8 <= n; i += 8) {
-        const float* window = padded + i;
-        cv::v_float32x4 tap = cv::v_setall_f32(kernel[0]);
-        cv::v_float32x4 low = cv::v_load(window) * tap;
-        cv::v_float32x4 high = cv::v_load(window + 4) * tap;
-        for (int j = 1; j < taps; ++j) {
-            tap = cv::v_setall_f32(kernel[j]);
-            low = low + cv::v_load(window + j) * tap;
-            high = high + cv::v_load(window + j + 4) * tap;
-        }
-        cv::v_store(out + i, low);
-        cv::v_store(out + i + 4, high);
+    cv::v_float32x4 spread[2 * kMaxKernelHalf + 1];
+#endif
+
+    SmoothingKernel(const float* kernel, int halfWidth) : taps(kernel), half(halfWidth)
+    {
+#if CV_SIMD128
+        for (int j = 0; j <= 2 * half; ++j)
+            spread[j] = cv::v_setall_f32(taps[j]);
+#endif
+    }
+};
+
+#if CV_SIMD128
+// out[i .. i + 4*Vectors), accumulated tap by tap in one register per four samples.
+template <int Vectors>
+void convolveAt(const float* padded, const SmoothingKernel& kernel, int i, float* out)
+{
+    cv::v_float32x4 sums[Vectors];
+    for (int v = 0; v < Vectors; ++v)
+        sums[v] = cv::v_load(padded + i + 4 * v) * kernel.spread[0];
+    for (int j = 1; j <= 2 * kernel.half; ++j)
+        for (int v = 0; v < Vectors; ++v)
+            sums[v] = sums[v] + cv::v_load(padded + i + j + 4 * v) * kernel.spread[j];
+    for (int v = 0; v < Vectors; ++v)
+        cv::v_store(out + i + 4 * v, sums[v]);
+}
+#endif
+
+// out[i] = sum over taps j of padded[i + j] * kernel[j], summed in single precision in
+// increasing j. Sixteen samples at a time (eight in short profiles) are accumulated in
+// vector registers: every lane keeps that summation order, and separate multiply and add
+// (never a fused multiply-add) keep every rounding of the plain loop. The last block
+// overlaps the ones before rather than leaving a tail: it is computed again, alike.
+void convolvePadded(const float* padded, int n, const SmoothingKernel& kernel, float* out)
+{
+#if CV_SIMD128
+    if (n >= 16) {
+        int i = 0;
+        for (; i + 16 <= n; i += 16)
+            convolveAt<4>(padded, kernel, i, out);
+        if (i < n)
+            convolveAt<4>(padded, kernel, n - 16, out);
+        return;
+    }
+    if (n >= 8) {
+        convolveAt<2>(padded, kernel, 0, out);
+        convolveAt<2>(padded, kernel, n - 8, out);
+        return;
     }
 #endif
-    for (; i < n; ++i) {
-        float sum = padded[i] * kernel[0];
-        for (int j = 1; j < taps; ++j)
-            sum += padded[i + j] * kernel[j];
+    for (int i = 0; i < n; ++i) {
+        float sum = padded[i] * kernel.taps[0];
+        for (int j = 1; j <= 2 * kernel.half; ++j)
+            sum += padded[i + j] * kernel.taps[j];
         out[i] = sum;
     }
 }
@@ -128,7 +160,7 @@ void oneDimArrayGaussianFilter(float* data, int n, const float* kernel, int half
     std::vector<float> padded(static_cast<size_t>(n) + 2 * static_cast<size_t>(half));
     std::copy(data, data + n, padded.begin() + half);
     padProfile(padded.data(), n, half, circular);
-    convolvePadded(padded.data(), n, kernel, half, data);
+    convolvePadded(padded.data(), n, SmoothingKernel(kernel, half), data);
 }
 
 void clcOneDimDeriv(float* src, float* dst, int n, bool circular)
@@ -177,22 +209,75 @@ void withTransition(EdgeTransition t, F&& f)
         f(std::integral_constant<int, BothTransitions>());
 }
 
+#if CV_SIMD128
+template <int Transition>
+cv::v_float32x4 strengthOf(const cv::v_float32x4& x)
+{
+    const cv::v_float32x4 zero = cv::v_setzero_f32();
+    if (Transition == LightToDark)
+        return cv::v_select(x < zero, zero - x, zero); // 0 - x negates exactly where x < 0
+    if (Transition == DarkToLight)
+        return cv::v_select(x < zero, zero, x);
+    return cv::v_abs(x);
+}
+#endif
+
+// The larger of top and x; NaN never wins. As a maximum does not depend on the order its
+// values are met in, lanes may keep their own.
+float keepLarger(float top, float x) { return x > top ? x : top; }
+
 // The non-circular derivative of src turned into edge strength in one pass: the same
 // values as clcOneDimDeriv followed by clcOneDimDerivDir. sign is -1 for a reverse scan
-// (multiplying by -1 negates exactly).
-void derivativeStrength(const float* src, float* dst, int n, float sign, EdgeTransition t)
+// (multiplying by -1 negates exactly). Returns the largest strength, never below 0, which
+// the extraction would otherwise look for in a pass of its own. src holds smoothed
+// averages of bytes, never NaN, so the vector maximum (shorter to wait for than a
+// select) gives what keepLarger would.
+template <int Transition>
+float derivativeStrength(const float* src, float* dst, int n, float sign)
 {
-    withTransition(t, [&](auto transition) {
-        constexpr int kTransition = decltype(transition)::value;
-        if (n == 1) {
-            dst[0] = strengthOf<kTransition>(0.0f * sign);
-            return;
-        }
-        dst[0] = strengthOf<kTransition>((src[1] - src[0]) * sign);
-        for (int i = 1; i < n - 1; ++i)
-            dst[i] = strengthOf<kTransition>((src[i + 1] - src[i - 1]) * sign);
-        dst[n - 1] = strengthOf<kTransition>((src[n - 1] - src[n - 2]) * sign);
-    });
+    if (n == 1) {
+        dst[0] = strengthOf<Transition>(0.0f * sign);
+        return keepLarger(0.0f, dst[0]);
+    }
+    dst[0] = strengthOf<Transition>((src[1] - src[0]) * sign);
+    dst[n - 1] = strengthOf<Transition>((src[n - 1] - src[n - 2]) * sign);
+    float top = keepLarger(keepLarger(0.0f, dst[0]), dst[n - 1]);
+    // Interior samples 1 .. n-2; as in the smoothing, the last four overlap the ones before.
+    const int last = n - 2;
+#if CV_SIMD128
+    if (last >= 4) {
+        const cv::v_float32x4 factor = cv::v_setall_f32(sign);
+        cv::v_float32x4 tops = cv::v_setzero_f32();
+        const auto four = [&](int i) {
+            const cv::v_float32x4 d =
+                strengthOf<Transition>((cv::v_load(src + i + 1) - cv::v_load(src + i - 1)) * factor);
+            cv::v_store(dst + i, d);
+            tops = cv::v_max(d, tops);
+        };
+        int i = 1;
+        for (; i + 3 <= last; i += 4)
+            four(i);
+        if (i <= last)
+            four(last - 3);
+        float lanes[4];
+        cv::v_store(lanes, tops);
+        for (float lane : lanes)
+            top = keepLarger(top, lane);
+        return top;
+    }
+#endif
+    for (int i = 1; i <= last; ++i) {
+        dst[i] = strengthOf<Transition>((src[i + 1] - src[i - 1]) * sign);
+        top = keepLarger(top, dst[i]);
+    }
+    return top;
+}
+
+float derivativeStrength(const float* src, float* dst, int n, float sign, EdgeTransition t)
+{
+    float top = 0.0f;
+    withTransition(t, [&](auto transition) { top = derivativeStrength<decltype(transition)::value>(src, dst, n, sign); });
+    return top;
 }
 
 } // namespace
@@ -229,27 +314,60 @@ float largestNonNegative(const float* v, int n)
     cv::v_store(lanes, low);
     cv::v_store(lanes + 4, high);
     for (float lane : lanes)
-        top = lane > top ? lane : top;
+        top = keepLarger(top, lane);
 #endif
     for (; i < n; ++i)
-        top = v[i] > top ? v[i] : top;
+        top = keepLarger(top, v[i]);
     return top;
 }
 
-// True when one of the n samples at v is at or above thr (NaN never is).
-bool anyAtOrAbove(const float* v, int n, float thr)
+// Bit k set when v[k] >= thr (never for NaN), for k < count <= 64. Four samples at a
+// time, the last four overlapping the ones before.
+uint64_t atOrAboveMask(const float* v, int count, float thr)
 {
-    int i = 0;
+    uint64_t mask = 0;
 #if CV_SIMD128
-    const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
-    for (; i + 4 <= n; i += 4)
-        if (cv::v_check_any(cv::v_load(v + i) >= threshold))
-            return true;
+    if (count >= 4) {
+        const cv::v_float32x4 threshold = cv::v_setall_f32(thr);
+        const auto four = [&](int k) {
+            mask |= static_cast<uint64_t>(cv::v_signmask(cv::v_load(v + k) >= threshold)) << k;
+        };
+        int k = 0;
+        for (; k + 4 <= count; k += 4)
+            four(k);
+        if (k < count)
+            four(count - 4);
+        return mask;
+    }
 #endif
-    for (; i < n; ++i)
-        if (v[i] >= thr)
-            return true;
-    return false;
+    for (int k = 0; k < count; ++k)
+        if (v[k] >= thr)
+            mask |= uint64_t(1) << k;
+    return mask;
+}
+
+int lowestSetBit(uint64_t bits)
+{
+#if defined(__GNUC__)
+    return __builtin_ctzll(bits);
+#else
+    int k = 0;
+    while (!((bits >> k) & 1))
+        ++k;
+    return k;
+#endif
+}
+
+int highestSetBit(uint64_t bits)
+{
+#if defined(__GNUC__)
+    return 63 - __builtin_clzll(bits);
+#else
+    int k = 63;
+    while (!((bits >> k) & 1))
+        --k;
+    return k;
+#endif
 }
 
 // Centre of a flat top between two indices: the integer sum through float, halved.
@@ -257,92 +375,6 @@ double plateauCentre(int a, int b)
 {
     return static_cast<float>(static_cast<int64_t>(a) + b) * 0.5f;
 }
-
-} // namespace
-
-void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
-                          std::vector<double>& positions)
-{
-    if (n < 2 || maxCount < 1 || !strength)
-        return;
-    const float* v = strength;
-    const float top = largestNonNegative(v, n);
-    if (minStrength > top)
-        return;
-    const float relative = percent / 100.0f * top;
-    const float thr = relative > minStrength ? relative : minStrength;
-
-    // More positions than samples cannot come, so a huge maxCount reserves no more.
-    const size_t wanted = static_cast<size_t>(std::min(maxCount, n));
-    if (positions.capacity() < wanted)
-        positions.reserve(wanted);
-
-    // One loop for both senses: "ahead" is the next sample in scan order, "behind" the
-    // previous one; the last sample of the scan has no look-ahead and gets no parabola.
-    // Samples below the threshold change nothing, so blocks without any sample at or above
-    // it are skipped whole.
-    constexpr int kBlock = 16;
-    const bool forward = dir == LeftToRight;
-    const int stride = forward ? 1 : -1;
-    const int first = forward ? 0 : n - 1;
-    const int last = forward ? n - 1 : 0;
-    const int blocks = (n - 1) / kBlock + 1;
-    bool rising = true;
-    int plateauStart = -1;
-    for (int b = 0; b < blocks; ++b) {
-        const int low = (forward ? b : blocks - 1 - b) * kBlock;
-        const int count = std::min(kBlock, n - low);
-        if (!anyAtOrAbove(v + low, count, thr))
-            continue;
-        for (int k = 0; k < count; ++k) {
-            const int i = forward ? low + k : low + count - 1 - k;
-            // Written as "not at or above" so that NaN samples (and a NaN threshold) never pass.
-            if (!(v[i] >= thr))
-                continue;
-            if (i != first) {
-                const float slope = v[i] - v[i - stride];
-                if (slope > 0.0f)
-                    rising = true;
-                else if (slope < 0.0f)
-                    rising = false;
-            }
-            bool emitted = false;
-            if (i == last) {
-                if (rising) {
-                    positions.push_back(plateauStart < 0 ? static_cast<double>(i) : plateauCentre(i, plateauStart));
-                    plateauStart = -1;
-                    emitted = true;
-                }
-            } else if (rising) {
-                const float ahead = v[i + stride];
-                if (ahead > v[i]) {
-                    plateauStart = -1;
-                } else if (ahead == v[i]) {
-                    if (plateauStart < 0)
-                        plateauStart = i;
-                } else if (v[i] > ahead) {
-                    positions.push_back(plateauStart < 0 ? oneDimEdgeParabolaExtremum(v, n, i)
-                                                         : plateauCentre(i, plateauStart));
-                    plateauStart = -1;
-                    emitted = true;
-                }
-            }
-            if (emitted && positions.size() >= static_cast<size_t>(maxCount))
-                return;
-        }
-    }
-}
-
-float oneDimEdgeParabolaExtremum(const float* strength, int n, int i)
-{
-    if (!strength || i <= 0 || i >= n - 1)
-        return static_cast<float>(i);
-    const float vertex = static_cast<float>(threePointParabolaExtremum(
-        {i - 1.0, strength[i - 1]}, {static_cast<double>(i), strength[i]}, {i + 1.0, strength[i + 1]}));
-    return std::isnan(vertex) ? static_cast<float>(i) : vertex;
-}
-
-namespace {
 
 // Solves y = a*x^2 + b*x + c through three points; false for degenerate abscissas.
 bool solveParabola(const cv::Point_<double>& p0, const cv::Point_<double>& p1, const cv::Point_<double>& p2,
@@ -359,7 +391,131 @@ bool solveParabola(const cv::Point_<double>& p0, const cv::Point_<double>& p1, c
     return true;
 }
 
+// Abscissa of the vertex of the parabola through three points, 0 when there is none.
+double parabolaVertex(const cv::Point_<double>& p0, const cv::Point_<double>& p1, const cv::Point_<double>& p2)
+{
+    double a, b, c;
+    if (!solveParabola(p0, p1, p2, a, b, c) || a == 0.0)
+        return 0.0;
+    return -b / (2.0 * a);
+}
+
+// Sub-pixel position of the peak at sample i of the n samples at v.
+float peakPosition(const float* v, int n, int i)
+{
+    if (i <= 0 || i >= n - 1)
+        return static_cast<float>(i);
+    const float vertex = static_cast<float>(
+        parabolaVertex({i - 1.0, v[i - 1]}, {static_cast<double>(i), v[i]}, {i + 1.0, v[i + 1]}));
+    return std::isnan(vertex) ? static_cast<float>(i) : vertex;
+}
+
+// The extraction once the strongest response `top` of the n > 1 samples is known;
+// fraction is percent / 100 (in float, as the threshold is defined). Each
+// edge goes to sink.found(i, plateauStart, peak): sample i is an edge, either a peak
+// (whose position the parabola through it refines) or the last sample of the scan (taken
+// as it is), unless it closes a flat top begun at plateauStart >= 0, whose centre it then
+// is. The extraction stops when found returns true.
+// Samples below the threshold change nothing, so only those at or above it are visited,
+// in scan order, found as the set bits of masks of 64 samples.
+template <typename Sink>
+void extractEdges(const float* v, int n, bool forward, float top, float fraction, float minStrength, int maxCount,
+                  Sink& sink)
+{
+    if (minStrength > top)
+        return;
+    const float relative = fraction * top;
+    const float thr = relative > minStrength ? relative : minStrength;
+    // More positions than samples cannot come, so a huge maxCount reserves no more.
+    sink.reserve(static_cast<size_t>(std::min(maxCount, n)));
+
+    // "ahead" is the next sample in scan order, "behind" the previous one; the last
+    // sample of the scan has no look-ahead and gets no parabola.
+    const int stride = forward ? 1 : -1;
+    const int first = forward ? 0 : n - 1;
+    const int last = forward ? n - 1 : 0;
+    bool rising = true;
+    int plateauStart = -1;
+    // Visits sample i; true once the sink wants no more.
+    const auto visit = [&](int i) {
+        if (i != first) {
+            const float slope = v[i] - v[i - stride];
+            if (slope > 0.0f)
+                rising = true;
+            else if (slope < 0.0f)
+                rising = false;
+        }
+        if (!rising)
+            return false;
+        if (i != last) {
+            const float ahead = v[i + stride];
+            if (ahead > v[i]) {
+                plateauStart = -1;
+                return false;
+            }
+            if (ahead == v[i]) {
+                if (plateauStart < 0)
+                    plateauStart = i;
+                return false;
+            }
+            if (!(v[i] > ahead))
+                return false;
+        }
+        const int plateau = plateauStart;
+        plateauStart = -1;
+        return sink.found(i, plateau, i != last);
+    };
+
+    const int words = (n + 63) / 64;
+    for (int w = 0; w < words; ++w) {
+        const int low = (forward ? w : words - 1 - w) * 64;
+        uint64_t bits = atOrAboveMask(v + low, std::min(64, n - low), thr);
+        while (bits) {
+            const int k = forward ? lowestSetBit(bits) : highestSetBit(bits);
+            bits &= ~(uint64_t(1) << k);
+            if (visit(low + k))
+                return;
+        }
+    }
+}
+
+// Positions appended to a list, which counts what the caller put there too.
+struct PositionList {
+    std::vector<double>& positions;
+    const float* v;
+    int n;
+    size_t maxCount;
+
+    void reserve(size_t wanted)
+    {
+        if (positions.capacity() < wanted)
+            positions.reserve(wanted);
+    }
+    bool found(int i, int plateauStart, bool peak)
+    {
+        positions.push_back(plateauStart >= 0 ? plateauCentre(i, plateauStart)
+                            : peak            ? peakPosition(v, n, i)
+                                              : static_cast<double>(i));
+        return positions.size() >= maxCount;
+    }
+};
+
 } // namespace
+
+void oneDimEdgeExtraction(float* strength, int n, ClcDirection dir, float percent, float minStrength, int maxCount,
+                          std::vector<double>& positions)
+{
+    if (n < 2 || maxCount < 1 || !strength)
+        return;
+    PositionList list{positions, strength, n, static_cast<size_t>(maxCount)};
+    extractEdges(strength, n, dir == LeftToRight, largestNonNegative(strength, n), percent / 100.0f, minStrength, maxCount,
+                 list);
+}
+
+float oneDimEdgeParabolaExtremum(const float* strength, int n, int i)
+{
+    return strength ? peakPosition(strength, n, i) : static_cast<float>(i);
+}
 
 void threePointParabola(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_<double> p2, double& a, double& b,
                         double& c)
@@ -374,10 +530,7 @@ void threePointParabola(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_
 
 double threePointParabolaExtremum(cv::Point_<double> p0, cv::Point_<double> p1, cv::Point_<double> p2)
 {
-    double a, b, c;
-    if (!solveParabola(p0, p1, p2, a, b, c) || a == 0.0)
-        return 0.0;
-    return -b / (2.0 * a);
+    return parabolaVertex(p0, p1, p2);
 }
 
 double parabolaExtremum(double a, double b)
@@ -483,45 +636,92 @@ struct SegmentScan {
     int maxEdges;
 };
 
+// A point whose position along its profile awaits the parabola through its peak.
+struct PendingPeak {
+    size_t point;
+    const float* strength;
+    int n;
+    int i;
+};
+
+// Edges of one segment as points. Peaks get a placeholder position: their parabolas are
+// solved later for the whole chunk at once, where the divisions of one do not wait for
+// those of the one before.
+struct SegmentPoints {
+    std::vector<cv::Point_<double>>& points;
+    std::vector<PendingPeak>& pending;
+    const float* strength;
+    int n;
+    bool verticalProfiles;
+    double across; // the segment centre, single precision
+    int maxEdges;
+    int count = 0;
+
+    void reserve(size_t) {}
+    bool found(int i, int plateauStart, bool peak)
+    {
+        if (plateauStart < 0 && peak)
+            pending.push_back({points.size(), strength, n, i});
+        add(plateauStart >= 0 ? plateauCentre(i, plateauStart) : static_cast<double>(i));
+        return ++count >= maxEdges;
+    }
+    void add(double position)
+    {
+        // Points carry single precision by definition: both coordinates go through float.
+        const double along = static_cast<float>(position);
+        points.emplace_back(verticalProfiles ? across : along, verticalProfiles ? along : across);
+    }
+};
+
 // Runs the caliper over the segments of `lines` (one row per line, segment s starting at
-// row s*step) and appends their edges. Sum is the integer type of the segment sums.
-template <typename Sum>
+// row s*step) and appends their edges.
 void scanSegments(const cv::Mat& lines, const SegmentScan& scan, std::vector<cv::Point_<double>>& points)
 {
+    // A chunk of segments goes through each stage before the next stage starts: the
+    // stages of one short profile back to back would read what the previous stage has
+    // just written, in pieces straddling its stores, and wait for every such store.
+    // Chunks of some thousands of samples keep the stages' buffers in cache while making
+    // the restart of the running sums at each chunk rare.
+    constexpr size_t kChunkSamples = 8192;
     const int length = lines.cols;
     const int half = scan.half;
-    // One block for the padded raw profile, the smoothed one and its derivative, reused
-    // by every segment. The averages go straight between the paddings.
-    // Each part starts on a cache line (OpenCV's buffers are 64-byte aligned), so that
-    // the vector loops do not straddle lines by accident of the lengths.
-    const size_t paddedSize = cv::alignSize(static_cast<size_t>(length) + 2 * static_cast<size_t>(half), 16);
-    const size_t profileSize = cv::alignSize(static_cast<size_t>(length), 16);
-    cv::AutoBuffer<float, 1> buffers(paddedSize + 2 * profileSize);
-    float* padded = buffers.data();
-    float* profile = padded + paddedSize;
-    float* derivative = profile + profileSize;
-    std::vector<double> positions;
+    const size_t pitch = static_cast<size_t>(length) + 2 * static_cast<size_t>(half);
+    const int chunk = static_cast<int>(std::min<size_t>(std::max<size_t>(kChunkSamples / pitch, 1), scan.count));
+    cv::AutoBuffer<float, 1> buffers((pitch + 2 * static_cast<size_t>(length) + 1) * chunk);
+    float* padded = buffers.data();                    // averaged profiles between their paddings
+    float* smoothed = padded + pitch * chunk;          // length samples per segment
+    float* strength = smoothed + static_cast<size_t>(length) * chunk;
+    float* tops = strength + static_cast<size_t>(length) * chunk;
+    std::vector<PendingPeak> pending;
+    const SmoothingKernel kernel(scan.kernel, half);
 
     const profile_core::Summation summation =
         scan.step < scan.width ? profile_core::Summation::SlidingWindow : profile_core::Summation::Direct;
-    profile_core::SegmentAverager<Sum> averager(lines, scan.width, scan.step, summation);
-    for (int s = 0; s < scan.count; ++s) {
-        averager.next(padded + half);
-        padProfile(padded, length, half, false);
-        convolvePadded(padded, length, scan.kernel, half, profile);
-        derivativeStrength(profile, derivative, length, scan.direction == RightToLeft ? -1.0f : 1.0f,
-                           scan.transition);
-        positions.clear();
-        oneDimEdgeExtraction(derivative, length, scan.direction, scan.percent, scan.minStrength, scan.maxEdges,
-                             positions);
+    const bool forward = scan.direction == LeftToRight;
+    const float sign = scan.direction == RightToLeft ? -1.0f : 1.0f;
+    const float fraction = scan.percent / 100.0f;
+    for (int first = 0; first < scan.count; first += chunk) {
+        const int inChunk = std::min(chunk, scan.count - first);
+        profile_core::averageSegments(lines, scan.width, scan.step, first, inChunk, summation, padded + half, pitch);
+        for (int k = 0; k < inChunk; ++k)
+            padProfile(padded + k * pitch, length, half, false);
+        for (int k = 0; k < inChunk; ++k)
+            convolvePadded(padded + k * pitch, length, kernel, smoothed + k * length);
+        for (int k = 0; k < inChunk; ++k)
+            tops[k] = derivativeStrength(smoothed + k * length, strength + k * length, length, sign, scan.transition);
 
-        const int64_t segmentStart = scan.start + static_cast<int64_t>(s) * scan.step;
-        const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
-        // Points carry single precision by definition: both coordinates go through float.
-        const double across = static_cast<float>(centre);
-        for (double p : positions) {
-            const double along = static_cast<float>(p);
-            points.emplace_back(scan.verticalProfiles ? across : along, scan.verticalProfiles ? along : across);
+        pending.clear();
+        for (int k = 0; length > 1 && k < inChunk; ++k) {
+            const int64_t segmentStart = scan.start + static_cast<int64_t>(first + k) * scan.step;
+            const double centre = static_cast<double>(2 * segmentStart + scan.width) * 0.5;
+            const float* profile = strength + k * length;
+            SegmentPoints sink{points, pending, profile, length, scan.verticalProfiles, static_cast<float>(centre),
+                               scan.maxEdges};
+            extractEdges(profile, length, forward, tops[k], fraction, scan.minStrength, scan.maxEdges, sink);
+        }
+        for (const PendingPeak& peak : pending) {
+            const double along = peakPosition(peak.strength, peak.n, peak.i);
+            (scan.verticalProfiles ? points[peak.point].y : points[peak.point].x) = along;
         }
     }
 }
@@ -585,11 +785,5 @@ void clcSegmentPoints(cv::Mat& strip, ClcDirection segmentAxis, ClcDirection sca
         scan.kernel = cutKernel;
     }
 
-    // The narrowest integer that holds a segment's sum keeps the summing loops widest.
-    if (width <= profile_core::kMaxWidthFor16BitSums)
-        scanSegments<int16_t>(lines, scan, points);
-    else if (width <= profile_core::kMaxWidthFor32BitSums)
-        scanSegments<int32_t>(lines, scan, points);
-    else
-        scanSegments<int64_t>(lines, scan, points);
+    scanSegments(lines, scan, points);
 }
