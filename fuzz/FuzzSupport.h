@@ -200,7 +200,7 @@ void segmentCaliperSettings(FuzzedDataProvider& in, Record& param)
     param.segmentStep = wildInt(in, -1, 12);
 }
 
-/// Runs the one of checks the input picks, with an image that it must leave as it was.
+/// Runs the check that the input picks, on an image that the check must leave as it was.
 inline void runOneOf(FuzzedDataProvider& in, const cv::Mat& image, std::initializer_list<std::function<void()>> checks)
 {
     const cv::Mat before = image.clone();

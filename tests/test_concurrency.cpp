@@ -24,7 +24,7 @@ void append(Outcome& outcome, const cv::Mat& image)
     outcome.push_back(image.rows);
     outcome.push_back(image.cols);
     const cv::Mat bytes = image.isContinuous() ? image : image.clone();
-    outcome.insert(outcome.end(), bytes.datastart, bytes.dataend);
+    outcome.insert(outcome.end(), bytes.data, bytes.data + bytes.total() * bytes.elemSize());
 }
 
 void append(Outcome& outcome, const std::vector<cv::Point2d>& points)
