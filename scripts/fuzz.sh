@@ -2,8 +2,8 @@
 # Builds the libFuzzer targets with clang (library and targets instrumented for address
 # and undefined behaviour) and runs each, one after the other, for SECONDS (default 60).
 # The growing corpus of each target is kept in the build directory between runs; inputs
-# that crash or break an invariant are saved there as crash-* files. Exits non-zero when
-# any target found something.
+# that crash or break an invariant are saved there as crash-* files (copy them into
+# fuzz/regressions/TARGET once fixed). Exits non-zero when any target found something.
 # Usage: scripts/fuzz.sh [SECONDS] [TARGET...]
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -29,12 +29,15 @@ for target in "${targets[@]}"; do
   corpus=$build/corpus/$target
   artifacts=$build/artifacts/$target
   mkdir -p "$corpus" "$artifacts"
+  # Inputs that once found something are kept in the tree and run first, every time.
+  regressions=()
+  if [ -d "$root/fuzz/regressions/$target" ]; then regressions=("$root/fuzz/regressions/$target"); fi
   log=$build/artifacts/$target.log
   echo "== $target for ${seconds}s"
   # Inputs are decoded into images of at most 48 x 48, so 4 KiB covers every byte a
   # target reads; a single input running 10 s counts as a hang.
   if "$build/fuzz/$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 \
-      -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" > "$log" 2>&1; then
+      -print_final_stats=1 -artifact_prefix="$artifacts/" "$corpus" "${regressions[@]}" > "$log" 2>&1; then
     grep -E '^stat::number_of_executed_units' "$log" | sed "s/^/   /"
   else
     failed+=("$target")
