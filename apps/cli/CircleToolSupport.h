@@ -14,17 +14,4 @@ std::vector<ParamSpec> circleFamilyParams();
 /// found with its centre.
 void drawCircleFamily(cv::Mat& picture, const ToolInput& input, const ToolResult& result);
 
-/// Copies the caliper settings into a circle, circle-points or arc record.
-template <typename Record>
-void fillCaliperSettings(Record& param, const ToolInput& input)
-{
-    param.direction = input.choice("direction");
-    param.transition = input.choice("transition");
-    param.percent = input.integer("percent");
-    param.sigma = input.integer("sigma");
-    param.minStrength = input.integer("minStrength");
-    param.segmentWidth = input.integer("segmentWidth");
-    param.segmentStep = input.integer("segmentStep");
-}
-
 } // namespace cli

@@ -358,4 +358,21 @@ std::vector<cv::Point2d> roiOutline(const ROI& roi)
     return outline;
 }
 
+cv::Rect roiPixels(const ToolInput& input)
+{
+    const auto* rect = static_cast<const RectROI*>(input.roi.shape.get());
+    const cv::Rect box(static_cast<int>(std::floor(rect->rect.left())), static_cast<int>(std::floor(rect->rect.top())),
+                       static_cast<int>(std::ceil(rect->rect.width())), static_cast<int>(std::ceil(rect->rect.height())));
+    return box & cv::Rect(0, 0, input.image.cols, input.image.rows);
+}
+
+cv::Mat greyImage(const ToolInput& input)
+{
+    if (input.image.channels() == 1)
+        return input.image;
+    cv::Mat grey;
+    cv::cvtColor(input.image, grey, cv::COLOR_RGB2GRAY);
+    return grey;
+}
+
 } // namespace cli

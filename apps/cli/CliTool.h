@@ -108,4 +108,23 @@ json pointJson(cv::Point2d p);
 json pointsJson(const std::vector<cv::Point2d>& points);
 std::vector<cv::Point2d> roiOutline(const ROI& roi);
 
+/// The whole pixels a rectangle ROI covers, clipped to the image.
+cv::Rect roiPixels(const ToolInput& input);
+
+/// The image in grey: as it is, or converted from RGB.
+cv::Mat greyImage(const ToolInput& input);
+
+/// Copies the seven caliper settings the line, circle and arc records start with.
+template <typename Record>
+void fillCaliperSettings(Record& param, const ToolInput& input)
+{
+    param.direction = input.choice("direction");
+    param.transition = input.choice("transition");
+    param.percent = input.integer("percent");
+    param.sigma = input.integer("sigma");
+    param.minStrength = input.integer("minStrength");
+    param.segmentWidth = input.integer("segmentWidth");
+    param.segmentStep = input.integer("segmentStep");
+}
+
 } // namespace cli
