@@ -79,17 +79,4 @@ void BM_clcEdgePoints(benchmark::State& state)
 }
 BENCHMARK(BM_clcEdgePoints)->Unit(benchmark::kMicrosecond);
 
-// The floor: warping the ROI alone, as the tools do.
-void BM_warpPerspectiveOfRoi(benchmark::State& state)
-{
-    EdgeScene scene = edgeScene();
-    const bench::RoiWarp warp(scene.roi);
-    cv::Mat out;
-    for (auto _ : state) {
-        warp(scene.image, out);
-        benchmark::DoNotOptimize(out.data);
-    }
-}
-BENCHMARK(BM_warpPerspectiveOfRoi)->Unit(benchmark::kMicrosecond);
-
 } // namespace
