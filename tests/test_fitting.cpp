@@ -247,9 +247,13 @@ TEST(FitCircle, ExactPointsAreRecoveredByEveryType)
     }
     cv::Point2d c;
     double r = 0;
-    ASSERT_TRUE(threePointFitCircle({{0, 5}, {5, 0}, {-5, 0}, {99, 99}}, c, r));
-    EXPECT_LT(cv::norm(c), 1e-12);
-    EXPECT_NEAR(r, 5, 1e-12);
+    // Only the first three points count; off the origin, so that every term of the centre shows.
+    ASSERT_TRUE(threePointFitCircle({{15.5, -7.25}, {12.5, -4.25}, {9.5, -7.25}, {99, 99}}, c, r));
+    EXPECT_LT(cv::norm(c - cv::Point2d(12.5, -7.25)), 1e-12);
+    EXPECT_NEAR(r, 3, 1e-12);
+    ASSERT_TRUE(threePointFitCircle({{42, 17}, {18, 41}, {-6, 17}}, c, r));
+    EXPECT_LT(cv::norm(c - cv::Point2d(18, 17)), 1e-12);
+    EXPECT_NEAR(r, 24, 1e-12);
 }
 
 TEST(FitCircle, RobustTypesIgnoreSpuriousEdgesAndRepeat)
