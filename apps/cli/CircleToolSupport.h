@@ -8,7 +8,7 @@
 namespace cli {
 
 /// Parameters of the circle-family tools, in record order, then the fit options.
-std::vector<ParamSpec> circleFamilyParams();
+std::vector<ParamDefinition> circleFamilyParams();
 
 /// Draws the ROI (ring or arc), the edge points and, on success, the circle or the arc
 /// found with its centre.

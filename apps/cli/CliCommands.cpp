@@ -21,21 +21,21 @@ namespace cli {
 
 namespace {
 
-std::string choiceList(const ParamSpec& spec)
+std::string choiceList(const ParamDefinition& definition)
 {
     std::string out;
-    for (size_t i = 0; i < spec.choices.size(); ++i)
-        out += (i ? "|" : "") + spec.choices[i];
+    for (size_t i = 0; i < definition.choices.size(); ++i)
+        out += (i ? "|" : "") + definition.choices[i];
     return out;
 }
 
-std::string typeLabel(const ParamSpec& spec)
+std::string typeLabel(const ParamDefinition& definition)
 {
-    switch (spec.type) {
+    switch (definition.type) {
     case ParamType::Integer: return "int";
     case ParamType::Number: return "number";
     case ParamType::Boolean: return "bool";
-    case ParamType::Choice: return choiceList(spec);
+    case ParamType::Choice: return choiceList(definition);
     }
     return "";
 }
@@ -88,9 +88,9 @@ int listTools()
                 kinds += (kinds.empty() ? "" : ", ") + k;
             std::printf("    roi: %s\n", kinds.c_str());
         }
-        for (const ParamSpec& spec : tool.params)
-            std::printf("    %-16s %-40s default %-16s %s\n", spec.name.c_str(), typeLabel(spec).c_str(),
-                        spec.defaultValue.dump().c_str(), spec.help.c_str());
+        for (const ParamDefinition& definition : tool.params)
+            std::printf("    %-16s %-40s default %-16s %s\n", definition.name.c_str(), typeLabel(definition).c_str(),
+                        definition.defaultValue.dump().c_str(), definition.help.c_str());
         std::printf("\n");
     }
     return 0;
