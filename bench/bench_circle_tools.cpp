@@ -8,13 +8,12 @@
 
 #include <Functions.h>
 
+#include "BenchSupport.h"
 #include "Synthetic.h"
 
 #include <benchmark/benchmark.h>
 #include <opencv2/imgproc.hpp>
 
-#include <algorithm>
-#include <chrono>
 #include <cmath>
 
 namespace {
@@ -63,15 +62,6 @@ struct Unwrap {
     }
 };
 
-template <typename F>
-double secondsPerCall(F&& call, int calls)
-{
-    const auto begin = std::chrono::steady_clock::now();
-    for (int k = 0; k < calls; ++k)
-        call();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count() / calls;
-}
-
 void circleTool(benchmark::State& state, bool bestEdgePerCaliper, double outlierDistance)
 {
     RingScene scene = ringScene();
@@ -94,11 +84,7 @@ void circleTool(benchmark::State& state, bool bestEdgePerCaliper, double outlier
     if (!param.success || std::abs(param.radius - 140.3) > 0.1)
         state.SkipWithError("circle not found");
 
-    double toolTime = 1e9, remapTime = 1e9;
-    for (int round = 0; round < 50; ++round) {
-        toolTime = std::min(toolTime, secondsPerCall(tool, 10));
-        remapTime = std::min(remapTime, secondsPerCall([&] { unwrap.run(); }, 10));
-    }
+    const auto [toolTime, remapTime] = bench::fastestInterleaved(50, 10, tool, [&] { unwrap.run(); });
     state.counters["points"] = static_cast<double>(param.edgePoints.size());
     state.counters["tool_us"] = toolTime * 1e6;
     state.counters["remap_us"] = remapTime * 1e6;

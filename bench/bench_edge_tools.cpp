@@ -4,13 +4,12 @@
 
 #include <Functions.h>
 
+#include "BenchSupport.h"
 #include "Synthetic.h"
 
 #include <benchmark/benchmark.h>
 #include <opencv2/imgproc.hpp>
 
-#include <algorithm>
-#include <chrono>
 
 namespace {
 
@@ -31,56 +30,20 @@ const EdgeScene& edgeScene()
     return scene;
 }
 
-// The warp the tools perform, alone.
-struct RoiWarp {
-    cv::Mat transform;
-    explicit RoiWarp(RotateRectROI roi)
-    {
-        QPolygonF corners = getCornerPoints(&roi);
-        cv::Point2f src[4], dst[4] = {{0, 0}, {200, 0}, {200, 40}, {0, 40}};
-        for (int i = 0; i < 4; ++i)
-            src[i] = cv::Point2f(static_cast<float>(corners[i].x()), static_cast<float>(corners[i].y()));
-        transform = cv::getPerspectiveTransform(src, dst);
-    }
-    void operator()(const cv::Mat& image, cv::Mat& out) const
-    {
-        cv::warpPerspective(image, out, transform, cv::Size(200, 40), cv::INTER_LINEAR, cv::BORDER_CONSTANT, 0);
-    }
-};
-
-using Clock = std::chrono::steady_clock;
-
-double microsecondsSince(Clock::time_point start, int64_t iterations)
-{
-    return std::chrono::duration<double, std::micro>(Clock::now() - start).count() / static_cast<double>(iterations);
-}
-
-// Times the tool call, then reports its ratio to the warp from interleaved batches: the
-// fastest batch of each kind, so that load from other processes on a shared machine hits
-// both alike.
+// Times the tool call, then reports its ratio to the warp of its ROI alone.
 template <typename Call>
 void timeAgainstWarp(benchmark::State& state, const EdgeScene& scene, Call&& call)
 {
     for (auto _ : state)
         benchmark::DoNotOptimize(call());
 
-    const RoiWarp warp(scene.roi);
+    const bench::RoiWarp warp(scene.roi);
     cv::Mat out;
-    constexpr int kBatch = 100;
-    double fastestWarp = 1e300, fastestCall = 1e300;
-    for (int round = 0; round < 30; ++round) {
-        auto start = Clock::now();
-        for (int k = 0; k < kBatch; ++k)
-            warp(scene.image, out);
-        fastestWarp = std::min(fastestWarp, microsecondsSince(start, kBatch));
-        start = Clock::now();
-        for (int k = 0; k < kBatch; ++k)
-            benchmark::DoNotOptimize(call());
-        fastestCall = std::min(fastestCall, microsecondsSince(start, kBatch));
-    }
-    state.counters["tool_us"] = fastestCall;
-    state.counters["warp_us"] = fastestWarp;
-    state.counters["x_warp"] = fastestCall / fastestWarp;
+    const auto [toolTime, warpTime] = bench::fastestInterleaved(
+        30, 100, [&] { benchmark::DoNotOptimize(call()); }, [&] { warp(scene.image, out); });
+    state.counters["tool_us"] = toolTime * 1e6;
+    state.counters["warp_us"] = warpTime * 1e6;
+    state.counters["x_warp"] = toolTime / warpTime;
 }
 
 void BM_clcEdgePoint(benchmark::State& state)
@@ -115,18 +78,5 @@ void BM_clcEdgePoints(benchmark::State& state)
         state.SkipWithError("expected one edge in each of the 8 segments");
 }
 BENCHMARK(BM_clcEdgePoints)->Unit(benchmark::kMicrosecond);
-
-// The floor: warping the ROI alone, as the tools do.
-void BM_warpPerspectiveOfRoi(benchmark::State& state)
-{
-    EdgeScene scene = edgeScene();
-    const RoiWarp warp(scene.roi);
-    cv::Mat out;
-    for (auto _ : state) {
-        warp(scene.image, out);
-        benchmark::DoNotOptimize(out.data);
-    }
-}
-BENCHMARK(BM_warpPerspectiveOfRoi)->Unit(benchmark::kMicrosecond);
 
 } // namespace

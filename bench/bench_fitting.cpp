@@ -4,10 +4,11 @@
 
 #include <Functions.h>
 
+#include "BenchSupport.h"
+
 #include <benchmark/benchmark.h>
 #include <opencv2/imgproc.hpp>
 
-#include <chrono>
 #include <cmath>
 
 namespace {
@@ -45,24 +46,16 @@ std::vector<cv::Point2f> toFloat(const std::vector<cv::Point2d>& pts)
     return std::vector<cv::Point2f>(pts.begin(), pts.end());
 }
 
+// Times our fit in the loop, then reports it against the peer's from interleaved rounds.
 template <typename Ours, typename Peer>
 void interleaved(benchmark::State& state, Ours ours, Peer peer)
 {
-    using Clock = std::chrono::steady_clock;
-    double oursSeconds = 0, peerSeconds = 0;
-    for (auto _ : state) {
-        const auto t0 = Clock::now();
+    for (auto _ : state)
         ours();
-        const auto t1 = Clock::now();
-        peer();
-        const auto t2 = Clock::now();
-        oursSeconds += std::chrono::duration<double>(t1 - t0).count();
-        peerSeconds += std::chrono::duration<double>(t2 - t1).count();
-    }
-    const double n = static_cast<double>(state.iterations());
-    state.counters["ours_us"] = oursSeconds / n * 1e6;
-    state.counters["peer_us"] = peerSeconds / n * 1e6;
-    state.counters["ours_over_peer"] = oursSeconds / peerSeconds;
+    const auto [oursTime, peerTime] = bench::fastestInterleaved(30, 20, ours, peer);
+    state.counters["ours_us"] = oursTime * 1e6;
+    state.counters["peer_us"] = peerTime * 1e6;
+    state.counters["ours_over_peer"] = oursTime / peerTime;
 }
 
 void lineAgainstPeer(benchmark::State& state, FitLineType type, cv::DistanceTypes peerDistance)

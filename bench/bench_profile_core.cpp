@@ -10,12 +10,12 @@
 
 #include <Functions.h>
 
+#include "BenchSupport.h"
 #include "Synthetic.h"
 
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 
 namespace {
 
@@ -41,20 +41,6 @@ void readIntoFloatProfile(const cv::Mat& strip, std::vector<float>& profile)
         for (int c = 0; c < strip.cols; ++c)
             sums[c] += row[c];
     }
-}
-
-template <typename F>
-double fastestSecondsPerCall(F&& call, int callsPerRound, int rounds)
-{
-    double best = 1e9;
-    for (int r = 0; r < rounds; ++r) {
-        const auto begin = std::chrono::steady_clock::now();
-        for (int k = 0; k < callsPerRound; ++k)
-            call();
-        const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - begin;
-        best = std::min(best, elapsed.count() / callsPerRound);
-    }
-    return best;
 }
 
 void segmentScan(benchmark::State& state, bool verticalProfiles)
@@ -85,12 +71,7 @@ void segmentScan(benchmark::State& state, bool verticalProfiles)
     if (points.size() != expected)
         state.SkipWithError("not one edge per segment");
 
-    double caliperTime = 1e9, readTime = 1e9, convertTime = 1e9;
-    for (int round = 0; round < 100; ++round) {
-        caliperTime = std::min(caliperTime, fastestSecondsPerCall(caliper, 100, 1));
-        readTime = std::min(readTime, fastestSecondsPerCall(read, 100, 1));
-        convertTime = std::min(convertTime, fastestSecondsPerCall(convert, 100, 1));
-    }
+    const auto [caliperTime, readTime, convertTime] = bench::fastestInterleaved(100, 100, caliper, read, convert);
     state.counters["segments"] = static_cast<double>(points.size());
     state.counters["caliper_us"] = caliperTime * 1e6;
     state.counters["read_us"] = readTime * 1e6;

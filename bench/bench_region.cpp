@@ -3,43 +3,33 @@
 //    gathers a list per pixel, parallel over rows in the same way;
 //  - dyn_threshold against cv::compare of the same images;
 //  - select_shape with two criteria on 2,000 blobs against connected-component statistics
-//    with the same filtering and painting.
+//    with the same filtering and painting;
+//  - shape_trans on the same blobs against one serial pass painting every shape.
 // Each library benchmark reports peer_seconds / library_seconds as "speedup" (above 1: the
-// library is faster), the peer timed as the best of a few runs just before the loop.
+// library is faster), both timed in interleaved rounds after the loop.
 
 #include <Functions.h>
 
 #include "../tests/RegionReference.h"
+#include "BenchSupport.h"
 #include "Synthetic.h"
 
 #include <benchmark/benchmark.h>
 #include <opencv2/imgproc.hpp>
 
-#include <chrono>
-#include <functional>
 
 namespace {
 
-double bestSeconds(const std::function<void()>& run, int runs)
+// Times the loop, then reports the peer's time over the library's from interleaved rounds
+// of one call each (`rounds` of them: the plain rules take long).
+template <typename Peer, typename Body>
+void timeAgainstPeer(benchmark::State& state, int rounds, Peer peer, Body body)
 {
-    double best = 1e300;
-    for (int k = 0; k < runs; ++k) {
-        const auto start = std::chrono::steady_clock::now();
-        run();
-        best = std::min(best, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count());
-    }
-    return best;
-}
-
-// Times the loop and reports the peer's best time over the library's mean time.
-template <typename Body> void timeAgainstPeer(benchmark::State& state, double peerSeconds, Body body)
-{
-    const auto start = std::chrono::steady_clock::now();
     for (auto _ : state)
         body();
-    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    state.counters["peer_ms"] = peerSeconds * 1e3;
-    state.counters["speedup"] = peerSeconds / (seconds / static_cast<double>(state.iterations()));
+    const auto [ours, theirs] = bench::fastestInterleaved(rounds, 1, body, peer);
+    state.counters["peer_ms"] = theirs * 1e3;
+    state.counters["speedup"] = theirs / ours;
 }
 
 // A textured part: bright and dark shapes on a mid-grey ground, blurred, with noise.
@@ -74,13 +64,13 @@ void BM_var_threshold(benchmark::State& state)
     const cv::Mat& src = texturedImage();
     const cv::Mat mask(src.size(), CV_8UC1, cv::Scalar(255));
     cv::Mat plain, dst;
-    const double peer = bestSeconds([&] { plainVarThreshold(src, plain); }, 2);
+    plainVarThreshold(src, plain);
     var_threshold(src, mask, dst, 15, 15, 0.6f, 4.0f, Light);
     if (cv::countNonZero(dst != plain) != 0) {
         state.SkipWithError("output differs from the plain rule");
         return;
     }
-    timeAgainstPeer(state, peer, [&] {
+    timeAgainstPeer(state, 2, [&] { plainVarThreshold(src, plain); }, [&] {
         var_threshold(src, mask, dst, 15, 15, 0.6f, 4.0f, Light);
         benchmark::DoNotOptimize(dst.data);
     });
@@ -104,13 +94,14 @@ void BM_dyn_threshold(benchmark::State& state)
     const cv::Mat& src = texturedImage();
     cv::Mat ref, dst, compared;
     cv::blur(src, ref, cv::Size(31, 31));
-    const double peer = bestSeconds([&] { cv::compare(src, ref, compared, cv::CMP_GE); }, 20);
+    const auto compare = [&] { cv::compare(src, ref, compared, cv::CMP_GE); };
+    compare();
     dyn_threshold(src, ref, dst, 0, Light);
     if (cv::countNonZero(dst != compared) != 0) {
         state.SkipWithError("output differs from cv::compare");
         return;
     }
-    timeAgainstPeer(state, peer, [&] {
+    timeAgainstPeer(state, 20, compare, [&] {
         dyn_threshold(src, ref, dst, 0, Light);
         benchmark::DoNotOptimize(dst.data);
     });
@@ -189,15 +180,28 @@ void BM_select_shape(benchmark::State& state)
         {Width, static_cast<double>(selection.minWidth), static_cast<double>(selection.maxWidth)},
         {Area, selection.minArea, selection.maxArea}};
     cv::Mat selected, peerSelected;
-    const double peer = bestSeconds([&] { componentSelection(image, selection, peerSelected); }, 10);
     int kept = 0;
-    timeAgainstPeer(state, peer, [&] {
+    timeAgainstPeer(state, 10, [&] { componentSelection(image, selection, peerSelected); }, [&] {
         kept = select_shape(image, selected, criteria, And).size();
         benchmark::DoNotOptimize(selected.data);
     });
     state.counters["kept"] = kept;
 }
 BENCHMARK(BM_select_shape)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
+
+// The parallel stripes each paint into an image of their own, merged afterwards; the
+// serial pass paints straight into one.
+void BM_shape_trans(benchmark::State& state)
+{
+    const cv::Mat& image = blobImage();
+    const auto type = static_cast<ShapeTransType>(state.range(0));
+    cv::Mat shapes;
+    timeAgainstPeer(state, 10, [&] { benchmark::DoNotOptimize(reference::serialShapes(image, type).data); }, [&] {
+        shape_trans(image, shapes, type);
+        benchmark::DoNotOptimize(shapes.data);
+    });
+}
+BENCHMARK(BM_shape_trans)->DenseRange(0, 2)->Unit(benchmark::kMillisecond);
 
 void BM_componentSelection(benchmark::State& state)
 {

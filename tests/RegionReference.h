@@ -1,11 +1,12 @@
 #pragma once
 
-// Plain renderings of the threshold rules, written for clarity rather than speed: the
-// baselines that the library's threshold operators are compared with in the tests and
-// timed against in the benchmarks. Each renders the rows [rowBegin, rowEnd) into dst,
+// Plain renderings of the region rules, written for clarity rather than speed: the
+// baselines that the library's operators are compared with in the tests and timed against
+// in the benchmarks. The threshold rules render the rows [rowBegin, rowEnd) into dst,
 // which the caller has made all 0 (8-bit, src's size). An empty mask means everywhere.
 
 #include <opencv2/core.hpp>
+#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -105,6 +106,31 @@ inline void fastThreshold(const cv::Mat& src, const cv::Mat& mask, cv::Mat& dst,
                         dst.at<uchar>(yy, xx) = 255;
             }
         }
+}
+
+// shape_trans as one serial pass: every outer contour's shape (0 box, 1 enclosing circle,
+// 2 convex hull) painted one after the other into one image.
+inline cv::Mat serialShapes(const cv::Mat& src, int type)
+{
+    std::vector<std::vector<cv::Point>> contours;
+    cv::findContours(src, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_NONE);
+    cv::Mat dst = cv::Mat::zeros(src.size(), CV_8UC1);
+    for (const auto& contour : contours) {
+        if (type == 0) {
+            cv::rectangle(dst, cv::boundingRect(contour), cv::Scalar(255), cv::FILLED);
+        } else if (type == 1) {
+            cv::Point2f centre;
+            float radius = 0;
+            cv::minEnclosingCircle(contour, centre, radius);
+            cv::circle(dst, cv::Point(cvRound(centre.x), cvRound(centre.y)), static_cast<int>(radius), cv::Scalar(255),
+                       cv::FILLED);
+        } else {
+            std::vector<cv::Point> hull;
+            cv::convexHull(contour, hull, false, true);
+            cv::fillPoly(dst, std::vector<std::vector<cv::Point>>{hull}, cv::Scalar(255));
+        }
+    }
+    return dst;
 }
 
 } // namespace reference

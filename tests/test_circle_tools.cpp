@@ -269,6 +269,16 @@ TEST(CircleTool, CrestModesLieAgainstTheOuterOrInnerCrests)
         EXPECT_NEAR(param.radius, expected[mode], mode == 0 ? 1.0 : 0.1) << mode;
         EXPECT_NEAR(param.centre.x, kCentre.x, 0.1) << mode;
         EXPECT_NEAR(param.centre.y, kCentre.y, 0.1) << mode;
+        if (mode == 1) {
+            // The tool shuffles the points before enclosing them: the same smallest circle.
+            std::vector<cv::Point2f> inOrder(param.edgePoints.begin(), param.edgePoints.end());
+            cv::Point2f centre;
+            float radius = 0;
+            cv::minEnclosingCircle(inOrder, centre, radius);
+            EXPECT_NEAR(param.radius, radius, 1e-3);
+            for (const cv::Point2d& p : param.edgePoints)
+                ASSERT_LE(cv::norm(p - param.centre), param.radius + 1e-3);
+        }
     }
 
     // An arc whose ends sit on outer crests (y-up 300 and 60, through 0) gives the outer

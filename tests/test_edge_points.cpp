@@ -222,8 +222,11 @@ TEST(EdgePointLine, FirstEdgeFromEitherEndOfTheLine)
     EXPECT_FALSE(clcEdgePoint_Line(empty, p));
     EXPECT_TRUE(p.found);
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    LineROI point(50, 50, 50, 50), notANumber(nan, 50, 80, 50), tooLong(0, 0, 1e6, 0), far(1e10, 10, 1e10 + 100, 10);
+    // Just above 32766 the strip would take 32767 samples, one more than the remap allows.
+    LineROI point(50, 50, 50, 50), notANumber(nan, 50, 80, 50), tooLong(0, 0, 1e6, 0), far(1e10, 10, 1e10 + 100, 10),
+        justTooLong(0, 10, 32766.5, 10);
     for (auto [roi, sigma, img] : {std::tuple{&point, 2, &image}, {&notANumber, 2, &image}, {&tooLong, 2, &image},
+                                   {&justTooLong, 2, &image},
                                    {&far, 2, &image}, {static_cast<LineROI*>(nullptr), 2, &image}, {&line, -1, &image},
                                    {&line, 101, &image}, {&line, 2, &flat}, {&line, 2, &wide}}) {
         p.roi = roi;

@@ -40,7 +40,7 @@ _EdgePointDetParam makeParam(RotateRectROI* roi, int direction, int transition, 
 
 } // namespace
 
-TEST(EdgePoint, DirectionAndPolarityPickTheStep)
+TEST(EdgePoint, DirectionPolarityAndThresholdPickTheStep)
 {
     cv::Mat image = stepImage(50, 20, 200);
     RotateRectROI roi(50, 30, 0, 40, 10);
@@ -48,47 +48,40 @@ TEST(EdgePoint, DirectionAndPolarityPickTheStep)
     // Forward, dark to light: the step's first bright column, on the centre line.
     auto p = makeParam(&roi, LeftToRight, DarkToLight, 50);
     ASSERT_TRUE(clcEdgePoint(image, p));
-    EXPECT_TRUE(p.found);
-    EXPECT_DOUBLE_EQ(p.x, 50);
     EXPECT_DOUBLE_EQ(p.y, 30);
     EXPECT_DOUBLE_EQ(p.maxGradient, 180);
     EXPECT_EQ(p.image.size(), cv::Size(40, 10));
     ASSERT_EQ(p.gradient.size(), 40u);
     EXPECT_EQ(p.gradient[0], 0); // the first sample in scan order has no predecessor
 
-    // Reverse scan sees the step falling: dark-to-light finds nothing, light-to-dark finds
-    // the last dark column.
-    p = makeParam(&roi, RightToLeft, DarkToLight, 50);
-    EXPECT_FALSE(clcEdgePoint(image, p));
-    EXPECT_FALSE(p.found);
-    p = makeParam(&roi, RightToLeft, LightToDark, 50);
-    ASSERT_TRUE(clcEdgePoint(image, p));
-    EXPECT_DOUBLE_EQ(p.x, 49);
-
-    // Both transitions take the magnitude; out-of-range transitions act as dark-to-light.
-    p = makeParam(&roi, RightToLeft, BothTransitions, 50);
-    ASSERT_TRUE(clcEdgePoint(image, p));
-    EXPECT_DOUBLE_EQ(p.x, 49);
-    p = makeParam(&roi, LeftToRight, 7, 50);
-    ASSERT_TRUE(clcEdgePoint(image, p));
-    EXPECT_DOUBLE_EQ(p.x, 50);
-    p = makeParam(&roi, RightToLeft, -3, 50);
-    EXPECT_FALSE(clcEdgePoint(image, p));
-}
-
-TEST(EdgePoint, ThresholdDividesByHundredAndAHalf)
-{
-    cv::Mat image = stepImage(50, 20, 200);
-    RotateRectROI roi(50, 30, 0, 40, 10);
-    auto p = makeParam(&roi, LeftToRight, DarkToLight, 100);
-    EXPECT_TRUE(clcEdgePoint(image, p)); // 100 * 180 / 100.5 < 180: the peak still passes
-    p = makeParam(&roi, LeftToRight, DarkToLight, 101);
-    EXPECT_FALSE(clcEdgePoint(image, p));
+    // A reverse scan sees the step falling and finds the last dark column; both transitions
+    // take the magnitude; out-of-range transitions act as dark-to-light. The threshold is
+    // divided by 100.5: 100 * 180 / 100.5 < 180 still passes, 101 does not.
+    const struct {
+        int direction, transition, threshold;
+        double x; // 0: nothing found
+    } rows[] = {{LeftToRight, DarkToLight, 50, 50}, {RightToLeft, DarkToLight, 50, 0}, {RightToLeft, LightToDark, 50, 49},
+                {RightToLeft, BothTransitions, 50, 49}, {LeftToRight, 7, 50, 50},     {RightToLeft, -3, 50, 0},
+                {LeftToRight, DarkToLight, 100, 50}, {LeftToRight, DarkToLight, 101, 0}};
+    for (const auto& row : rows) {
+        p = makeParam(&roi, row.direction, row.transition, row.threshold);
+        EXPECT_EQ(clcEdgePoint(image, p), row.x > 0) << row.direction << " " << row.transition << " " << row.threshold;
+        EXPECT_EQ(p.found, row.x > 0);
+        EXPECT_DOUBLE_EQ(p.x, row.x) << row.direction << " " << row.transition << " " << row.threshold;
+    }
     // Nothing found, yet the straightened image and the strength curve are there to show.
     EXPECT_EQ(p.image.size(), cv::Size(40, 10));
     EXPECT_EQ(p.gradient.size(), 40u);
     EXPECT_DOUBLE_EQ(p.maxGradient, 180);
-    EXPECT_EQ(p.x, 0);
+
+    // Colour is read with red-first weights: a step of 200 only in the first channel gives
+    // 0.299 * 200 = 60 grey levels; blue-first weights would give 23.
+    cv::Mat colour(60, 100, CV_8UC3, cv::Scalar(0, 0, 0));
+    colour.colRange(50, 100).setTo(cv::Scalar(200, 0, 0));
+    p = makeParam(&roi, LeftToRight, DarkToLight, 50);
+    ASSERT_TRUE(clcEdgePoint(colour, p));
+    EXPECT_EQ(p.image.channels(), 1);
+    EXPECT_DOUBLE_EQ(p.maxGradient, 60);
 }
 
 TEST(EdgePoint, PlateausGiveTheirCentreAndTheLastSampleCanWin)
@@ -177,19 +170,6 @@ TEST(EdgePoint, RotatedCalipersMapBackThroughTheirAngle)
         ASSERT_TRUE(clcEdgePoint(grey, p)) << angle;
         EXPECT_LT(std::hypot(p.x - edge.x, p.y - edge.y), 0.75) << angle;
     }
-}
-
-TEST(EdgePoint, ColourIsReadWithRedFirstWeights)
-{
-    // A step only in the first channel: red-first weights give 0.299 * 200 = 60 grey
-    // levels; blue-first weights would give 23.
-    cv::Mat image(60, 100, CV_8UC3, cv::Scalar(0, 0, 0));
-    image.colRange(50, 100).setTo(cv::Scalar(200, 0, 0));
-    RotateRectROI roi(50, 30, 0, 40, 10);
-    auto p = makeParam(&roi, LeftToRight, DarkToLight, 50);
-    ASSERT_TRUE(clcEdgePoint(image, p));
-    EXPECT_EQ(p.image.channels(), 1);
-    EXPECT_DOUBLE_EQ(p.maxGradient, 60);
 }
 
 TEST(EdgePoint, BadInputIsRefusedWithoutTouchingTheOutputs)

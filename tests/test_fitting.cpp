@@ -227,35 +227,33 @@ TEST(FitLine, DegenerateInputGivesDocumentedLines)
 
 TEST(FitCircle, ExactPointsAreRecoveredByEveryType)
 {
+    // A full circle, a quarter arc and exactly three points; type 7 is out of range.
     const cv::Point2d centre(320.25, 240.75);
-    for (const double arc : {360.0, 90.0}) {
-        std::vector<cv::Point2d> pts = ellipsePoints(centre, 87.5, 87.5, 0, 50, 0.0, arc);
+    struct {
+        std::vector<cv::Point2d> pts;
+        cv::Point2d centre;
+        double radius;
+    } sets[] = {{ellipsePoints(centre, 87.5, 87.5, 0, 50), centre, 87.5},
+                {ellipsePoints(centre, 87.5, 87.5, 0, 50, 0.0, 90.0), centre, 87.5},
+                {{{0, 5}, {5, 0}, {-5, 0}}, {0, 0}, 5}};
+    for (size_t set = 0; set < 3; ++set) {
         for (const int type : {0, 1, 2, 3, 7}) {
             cv::Point2d c;
             double r = 0;
-            ASSERT_TRUE(fitCircle(pts, c, r, static_cast<FitCircleType>(type))) << type;
-            EXPECT_NEAR(c.x, centre.x, 1e-9 * 320) << type << " " << arc;
-            EXPECT_NEAR(c.y, centre.y, 1e-9 * 240) << type << " " << arc;
-            EXPECT_NEAR(r, 87.5, 1e-9 * 87.5) << type << " " << arc;
+            ASSERT_TRUE(fitCircle(sets[set].pts, c, r, static_cast<FitCircleType>(type))) << type;
+            EXPECT_LT(cv::norm(c - sets[set].centre), 1e-9 * 400) << set << " type " << type;
+            EXPECT_NEAR(r, sets[set].radius, 1e-9 * 87.5) << set << " type " << type;
         }
-    }
-
-    // Exactly three points: every type gives the circle through them.
-    std::vector<cv::Point2d> three{{0, 5}, {5, 0}, {-5, 0}};
-    for (const int type : {0, 1, 2, 3}) {
-        cv::Point2d c;
-        double r = 0;
-        ASSERT_TRUE(fitCircle(three, c, r, static_cast<FitCircleType>(type)));
-        EXPECT_NEAR(c.x, 0, 1e-9);
-        EXPECT_NEAR(c.y, 0, 1e-9);
-        EXPECT_NEAR(r, 5, 1e-9);
     }
     cv::Point2d c;
     double r = 0;
-    ASSERT_TRUE(threePointFitCircle({{0, 5}, {5, 0}, {-5, 0}, {99, 99}}, c, r));
-    EXPECT_NEAR(c.x, 0, 1e-12);
-    EXPECT_NEAR(c.y, 0, 1e-12);
-    EXPECT_NEAR(r, 5, 1e-12);
+    // Only the first three points count; off the origin, so that every term of the centre shows.
+    ASSERT_TRUE(threePointFitCircle({{15.5, -7.25}, {12.5, -4.25}, {9.5, -7.25}, {99, 99}}, c, r));
+    EXPECT_LT(cv::norm(c - cv::Point2d(12.5, -7.25)), 1e-12);
+    EXPECT_NEAR(r, 3, 1e-12);
+    ASSERT_TRUE(threePointFitCircle({{42, 17}, {18, 41}, {-6, 17}}, c, r));
+    EXPECT_LT(cv::norm(c - cv::Point2d(18, 17)), 1e-12);
+    EXPECT_NEAR(r, 24, 1e-12);
 }
 
 TEST(FitCircle, RobustTypesIgnoreSpuriousEdgesAndRepeat)
@@ -422,20 +420,17 @@ TEST(FitCircle, RobustFitsMatchTheRuleExactly)
 TEST(FitCircle, DegenerateInputFails)
 {
     const cv::Point2d staleCentre(-7, -7);
+    std::vector<cv::Point2d> bad[] = {
+        {{0, 0}, {1, 1}}, {{0, 0}, {1, 1}, {2, 2}, {3, 3}, {5, 5}}, std::vector<cv::Point2d>(5, cv::Point2d(4, 4)),
+        {{0, 5}, {5, 0}, {-5, 0}, {kNaN, 1}}};
     for (const int type : {0, 1, 2, 3, 4}) {
-        cv::Point2d c = staleCentre;
-        double r = -7;
-        std::vector<cv::Point2d> two{{0, 0}, {1, 1}};
-        std::vector<cv::Point2d> collinear{{0, 0}, {1, 1}, {2, 2}, {3, 3}, {5, 5}};
-        std::vector<cv::Point2d> same(5, cv::Point2d(4, 4));
-        std::vector<cv::Point2d> withNaN{{0, 5}, {5, 0}, {-5, 0}, {kNaN, 1}};
-        const auto t = static_cast<FitCircleType>(type);
-        EXPECT_FALSE(fitCircle(two, c, r, t)) << type;
-        EXPECT_FALSE(fitCircle(collinear, c, r, t)) << type;
-        EXPECT_FALSE(fitCircle(same, c, r, t)) << type;
-        EXPECT_FALSE(fitCircle(withNaN, c, r, t)) << type;
-        EXPECT_EQ(c, staleCentre);
-        EXPECT_EQ(r, -7);
+        for (size_t i = 0; i < 4; ++i) {
+            cv::Point2d c = staleCentre;
+            double r = -7;
+            EXPECT_FALSE(fitCircle(bad[i], c, r, static_cast<FitCircleType>(type))) << i << " type " << type;
+            EXPECT_EQ(c, staleCentre);
+            EXPECT_EQ(r, -7);
+        }
     }
 
     cv::Point2d c(3, 3);
@@ -452,31 +447,28 @@ TEST(FitCircle, DegenerateInputFails)
 
 TEST(FitEllipse, AxesAreWholePixelsAndExactDataIsRecovered)
 {
-    // Six points of an axis-aligned ellipse with semi-axes 40.7 and 20.2.
-    std::vector<cv::Point2d> six = ellipsePoints({100, 60}, 40.7, 20.2, 0, 6);
-    cv::RotatedRect box;
-    ASSERT_TRUE(fitEllipse(six, box, FitEllipseLeastSquares, 0));
-    EXPECT_EQ(box.size, cv::Size2f(81, 40));
-    EXPECT_NEAR(box.center.x, 100, 1e-4);
-    EXPECT_NEAR(box.center.y, 60, 1e-4);
-    EXPECT_NEAR(std::remainder(box.angle, 180.0), 0, 1e-4);
-
-    // Axes a hair below 41 and a hair above 20: truncation to 81 x 40 holds only if the
-    // fit is accurate to about 1e-9 of the axis; the width follows the major axis at 35 deg.
-    std::vector<cv::Point2d> pts = ellipsePoints({250.5, 180.25}, 41 - 1e-8, 20 + 1e-8, 35, 60);
-    for (const FitEllipseType type : {FitEllipseLeastSquares, FitEllipseHuber, FitEllipseTukey}) {
-        ASSERT_TRUE(fitEllipse(pts, box, type, 0)) << type;
-        EXPECT_EQ(box.size, cv::Size2f(81, 40)) << type;
-        EXPECT_NEAR(box.center.x, 250.5, 1e-4);
-        EXPECT_NEAR(box.center.y, 180.25, 1e-4);
-        EXPECT_NEAR(std::remainder(box.angle - 35.0, 180.0), 0, 1e-4);
+    // Six points of an axis-aligned ellipse; axes a hair below 41 and a hair above 20,
+    // whose truncation to 81 x 40 holds only if the fit is accurate to about 1e-9 of the
+    // axis; a vertical major axis, which the width still takes.
+    struct {
+        std::vector<cv::Point2d> pts;
+        cv::Point2f centre;
+        double angle;
+        cv::Size2f size;
+    } rows[] = {
+        {ellipsePoints({100, 60}, 40.7, 20.2, 0, 6), {100, 60}, 0, {81, 40}},
+        {ellipsePoints({250.5, 180.25}, 41 - 1e-8, 20 + 1e-8, 35, 60), {250.5f, 180.25f}, 35, {81, 40}},
+        {ellipsePoints({50, 50}, 10.6, 30.6, 0, 30), {50, 50}, 90, {61, 21}},
+    };
+    for (size_t row = 0; row < 3; ++row) {
+        for (const FitEllipseType type : {FitEllipseLeastSquares, FitEllipseHuber, FitEllipseTukey}) {
+            cv::RotatedRect box;
+            ASSERT_TRUE(fitEllipse(rows[row].pts, box, type, 0)) << row << " type " << type;
+            EXPECT_EQ(box.size, rows[row].size) << row << " type " << type;
+            EXPECT_LT(cv::norm(box.center - rows[row].centre), 1e-4) << row << " type " << type;
+            EXPECT_NEAR(std::remainder(box.angle - rows[row].angle, 180.0), 0, 1e-4) << row << " type " << type;
+        }
     }
-
-    // The major axis vertical: the width still takes the larger axis.
-    pts = ellipsePoints({50, 50}, 10.6, 30.6, 0, 30);
-    ASSERT_TRUE(fitEllipse(pts, box, FitEllipseLeastSquares, 0));
-    EXPECT_EQ(box.size, cv::Size2f(61, 21));
-    EXPECT_NEAR(std::remainder(box.angle - 90.0, 180.0), 0, 1e-4);
 }
 
 TEST(FitEllipse, RobustTypesResistOutliers)

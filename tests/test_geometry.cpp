@@ -16,6 +16,12 @@ void expectPointNear(cv::Point2d actual, cv::Point2d expected, double tolerance)
     EXPECT_NEAR(actual.y, expected.y, tolerance);
 }
 
+template <typename Vec>
+void expectVecNear(const Vec& actual, const Vec& expected, double tolerance)
+{
+    EXPECT_LT(cv::norm(actual - expected), tolerance) << actual << " expected " << expected;
+}
+
 } // namespace
 
 TEST(Geometry, VectorProductsAndLineCoefficients)
@@ -30,9 +36,7 @@ TEST(Geometry, VectorProductsAndLineCoefficients)
 
     double A = 1, B = 1, C = 1;
     getLineABC({1, 2}, {4, 6}, A, B, C);
-    EXPECT_EQ(A, 4.0);
-    EXPECT_EQ(B, -3.0);
-    EXPECT_EQ(C, 2.0);
+    EXPECT_EQ(cv::Vec3d(A, B, C), cv::Vec3d(4, -3, 2));
     getLineABC({3, 3}, {3, 3}, A, B, C);
     EXPECT_EQ(cv::Vec3d(A, B, C), cv::Vec3d(0, 0, 0));
 }
@@ -134,19 +138,12 @@ TEST(Geometry, SideTestsSplitAndAppend)
 
     std::vector<cv::Point2d> side1{{-1, -1}}, side2;
     LineLeftOrRight({{5, 3}, {2, 0}, {5, -3}, {kNaN, 1}, {7, 1}}, a, b, side1, side2);
-    ASSERT_EQ(side1.size(), 3u); // appended after the existing point
-    EXPECT_EQ(side1[1], cv::Point2d(5, 3));
-    EXPECT_EQ(side1[2], cv::Point2d(7, 1));
-    ASSERT_EQ(side2.size(), 1u);
-    EXPECT_EQ(side2[0], cv::Point2d(5, -3));
+    EXPECT_EQ(side1, (std::vector<cv::Point2d>{{-1, -1}, {5, 3}, {7, 1}})); // appended
+    EXPECT_EQ(side2, (std::vector<cv::Point2d>{{5, -3}}));
 
     std::vector<double> dist{42};
     PointsLineDis({{5, 3}, {5, -4}, {2, 0}}, a, b, dist);
-    ASSERT_EQ(dist.size(), 4u);
-    EXPECT_EQ(dist[0], 42);
-    EXPECT_DOUBLE_EQ(dist[1], 3);
-    EXPECT_DOUBLE_EQ(dist[2], 4);
-    EXPECT_EQ(dist[3], 0);
+    EXPECT_EQ(dist, (std::vector<double>{42, 3, 4, 0}));
     PointsLineDis({{5, 3}}, a, a, dist);
     EXPECT_EQ(dist.back(), 0.0);
 }
@@ -283,28 +280,20 @@ TEST(Geometry, BisectorsOfCrossingAndParallelLines)
     const double h = std::sqrt(0.5);
     // The x axis with its point at (5, 0), the y axis with its point at (0, 5).
     ASSERT_TRUE(getAngularBisector(cv::Vec4d(1, 0, 5, 0), cv::Vec4d(0, 1, 0, 5), bisector, false));
-    EXPECT_NEAR(bisector[0], h, 1e-15);
-    EXPECT_NEAR(bisector[1], h, 1e-15);
-    EXPECT_NEAR(bisector[2], 2.5, 1e-12);
-    EXPECT_NEAR(bisector[3], 2.5, 1e-12);
+    expectVecNear(bisector, cv::Vec4d(h, h, 2.5, 2.5), 1e-12);
 
     ASSERT_TRUE(getAngularBisector(cv::Vec4d(1, 0, 5, 0), cv::Vec4d(0, 1, 0, 5), bisector, true));
-    EXPECT_NEAR(bisector[0], h, 1e-15);
-    EXPECT_NEAR(bisector[1], -h, 1e-15);
-    EXPECT_NEAR(bisector[2], 2.5, 1e-12);
-    EXPECT_NEAR(bisector[3], -2.5, 1e-12);
+    expectVecNear(bisector, cv::Vec4d(h, -h, 2.5, -2.5), 1e-12);
 
     // The result points the way of l1, whatever the lengths and senses of the inputs.
     ASSERT_TRUE(getAngularBisector(cv::Vec4d(-4, 0, 5, 0), cv::Vec4d(0, -0.5, 0, 5), bisector, false));
-    EXPECT_NEAR(bisector[0], -h, 1e-15);
-    EXPECT_NEAR(bisector[1], -h, 1e-15);
+    expectPointNear({bisector[0], bisector[1]}, {-h, -h}, 1e-15);
     EXPECT_NEAR(bisector[3] - bisector[2], 0, 1e-12);
 
     // Two lines at 60 degrees crossing at (10, 20): the bisector is at 30 degrees.
     const double s = std::sqrt(3.0);
     ASSERT_TRUE(getAngularBisector(cv::Vec4d(1, 0, 13, 20), cv::Vec4d(0.5, s / 2, 11, 20 + s), bisector, false));
-    EXPECT_NEAR(bisector[0], s / 2, 1e-12);
-    EXPECT_NEAR(bisector[1], 0.5, 1e-12);
+    expectPointNear({bisector[0], bisector[1]}, {s / 2, 0.5}, 1e-12);
     EXPECT_NEAR((bisector[3] - 20) / (bisector[2] - 10), 1 / s, 1e-12);
 
     // Parallel lines: the middle line with l1's direction as given.
@@ -327,20 +316,16 @@ TEST(Geometry, RotatedRectanglesFromSidePoints)
     cv::RotatedRect rr;
     ASSERT_TRUE(getRotatedRectByAngleAndFourPoints(angle, centre - 10 * v + 5 * u, centre - 20 * u + 3 * v,
                                                    centre + 10 * v - 7 * u, centre + 20 * u - 2 * v, rr));
-    EXPECT_NEAR(rr.center.x, 100, 1e-4);
-    EXPECT_NEAR(rr.center.y, 50, 1e-4);
-    EXPECT_NEAR(rr.size.width, 40, 1e-4);
-    EXPECT_NEAR(rr.size.height, 20, 1e-4);
+    expectPointNear(rr.center, centre, 1e-4);
+    expectPointNear(cv::Point2f(rr.size), {40, 20}, 1e-4);
     EXPECT_EQ(rr.angle, 30.0f);
 
     // The fourth point of the three-point form lands on p2's side: the width collapses
     // and the rectangle is the p2 side between the p1 and p3 sides.
     ASSERT_TRUE(getRotatedRectByAngleThreePointsHeight(angle, centre - 10 * v + 5 * u, centre - 20 * u + 3 * v,
                                                        centre + 10 * v - 7 * u, 15, rr));
-    EXPECT_NEAR(rr.size.width, 0, 1e-4);
-    EXPECT_NEAR(rr.size.height, 20, 1e-4);
-    EXPECT_NEAR(rr.center.x, (centre - 20 * u).x, 1e-4);
-    EXPECT_NEAR(rr.center.y, (centre - 20 * u).y, 1e-4);
+    expectPointNear(cv::Point2f(rr.size), {0, 20}, 1e-4);
+    expectPointNear(rr.center, centre - 20 * u, 1e-4);
 
     // Given size: p1 at +width/2 along u, p4 at -width/2, p2 at +height/2 along v, p3
     // at -height/2. The centre comes out half a height towards -v.
@@ -348,15 +333,10 @@ TEST(Geometry, RotatedRectanglesFromSidePoints)
     ASSERT_TRUE(getRotatedRectByAngleWidthHeightFourPoints(angle, centre + 20 * u + 4 * v, centre + 10 * v + 6 * u,
                                                            centre - 10 * v - 5 * u, centre - 20 * u - 3 * v, 40,
                                                            20, rr, dist));
-    const cv::Point2d shifted = centre - 10 * v;
-    EXPECT_NEAR(rr.center.x, shifted.x, 1e-4);
-    EXPECT_NEAR(rr.center.y, shifted.y, 1e-4);
+    expectPointNear(rr.center, centre - 10 * v, 1e-4);
     EXPECT_EQ(rr.size, cv::Size2f(40, 20));
     ASSERT_EQ(dist.size(), 5u);
-    EXPECT_NEAR(dist[1], 0, 1e-9);
-    EXPECT_NEAR(dist[2], 10, 1e-9);
-    EXPECT_NEAR(dist[3], 10, 1e-9);
-    EXPECT_NEAR(dist[4], 0, 1e-9);
+    expectVecNear(cv::Vec4d(dist[1], dist[2], dist[3], dist[4]), cv::Vec4d(0, 10, 10, 0), 1e-9);
 
     // Sides that cannot meet leave the outputs alone.
     const cv::RotatedRect before = rr;
@@ -372,15 +352,11 @@ TEST(Geometry, MeetingPointOfLinesInSpace)
     cv::Point3d p(-1, -1, -1);
     // Two crossing lines meet at (1, 2, 3).
     calcIntersectionof2Line3d(cv::Vec3f(1, 1, 0), {1, 2, 3}, cv::Vec3f(0, 1, 1), {1, 4, 5}, p);
-    EXPECT_NEAR(p.x, 1, 1e-12);
-    EXPECT_NEAR(p.y, 2, 1e-12);
-    EXPECT_NEAR(p.z, 3, 1e-12);
+    expectVecNear(cv::Vec3d(p), cv::Vec3d(1, 2, 3), 1e-12);
 
     // Skew lines: the midpoint of the common perpendicular.
     calcIntersectionof2Line3d(cv::Vec3f(1, 0, 0), {7, 0, 0}, cv::Vec3f(0, 2, 0), {0, -3, 2}, p);
-    EXPECT_NEAR(p.x, 0, 1e-12);
-    EXPECT_NEAR(p.y, 0, 1e-12);
-    EXPECT_NEAR(p.z, 1, 1e-12);
+    expectVecNear(cv::Vec3d(p), cv::Vec3d(0, 0, 1), 1e-12);
 
     // Parallel lines: the midpoint of the two given points.
     calcIntersectionof2Line3d(cv::Vec3f(0, 0, 1), {0, 0, 0}, cv::Vec3f(0, 0, 2), {4, 2, 6}, p);

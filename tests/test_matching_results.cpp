@@ -178,4 +178,14 @@ TEST(RotatedRectOverlap, AreaOfTheBoxesIntersection)
     b = a;
     b.angle = std::numeric_limits<float>::infinity();
     EXPECT_TRUE(std::isnan(getRotatedRectOverlapArea(a, b, 40, 20)));
+
+    // Centres near the ends of the int range, where float corners are 256 pixels apart.
+    a = result(2147483646, -1, 0);
+    b = result(-2147483647 - 1, -2147483647, 1, 0, -326.1f);
+    EXPECT_EQ(getRotatedRectOverlapArea(a, b, 133, 133), 0.0f);
+    // Both centres narrow to 2^31 in x and y: the overlap of the same boxes at the origin.
+    a = result(2147483646, 2147483647, 0);
+    b = result(2147483600, 2147483600, 1, 0, 30);
+    _MatchingResult nearA = result(0, 0, 0), nearB = result(0, 0, 1, 0, 30);
+    EXPECT_EQ(getRotatedRectOverlapArea(a, b, 40, 20), getRotatedRectOverlapArea(nearA, nearB, 40, 20));
 }

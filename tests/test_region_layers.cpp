@@ -209,4 +209,13 @@ TEST(ContourLayers, MalformedInputNeitherLoopsNorReadsOutside)
     broken.outerIndex = 1;
     getLayerMat_CCOMP(broken, image);
     EXPECT_EQ(cv::countNonZero(image), 0);
+
+    // An empty contour encloses nothing.
+    ContourLayer empty = cancelled;
+    empty.contours.emplace_back();
+    empty.holeIndexes = {1};
+    EXPECT_EQ(getContourArea(empty), 100.0);
+    EXPECT_EQ(getContourFocus(empty), cv::Point2d(15, 15));
+    getLayerMat_CCOMP(empty, image);
+    EXPECT_EQ(cv::countNonZero(image), 121);
 }

@@ -1,5 +1,7 @@
 #include <Functions.h>
 
+#include "RegionReference.h"
+
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
@@ -96,6 +98,30 @@ TEST(ShapeTrans, ManyRegionsInParallelGiveEveryBox)
     cv::Mat dst;
     shape_trans(image, dst, BoundingRectangle);
     EXPECT_EQ(differingPixels(dst, expected), 0);
+}
+
+TEST(ShapeTrans, StripesAddUpToOneSerialPassForAnyThreadCount)
+{
+    // Overlapping shapes of many small regions and a few large ones, some cut by the border.
+    cv::RNG rng(5);
+    cv::Mat image = cv::Mat::zeros(240, 320, CV_8UC1);
+    for (int k = 0; k < 400; ++k)
+        cv::ellipse(image, cv::Point(rng.uniform(-10, 330), rng.uniform(-10, 250)),
+                    cv::Size(rng.uniform(1, 4), rng.uniform(1, 12)), rng.uniform(0, 180), 0, 360, cv::Scalar(255), 1);
+    for (int k = 0; k < 6; ++k)
+        cv::ellipse(image, cv::Point(rng.uniform(0, 320), rng.uniform(0, 240)),
+                    cv::Size(rng.uniform(20, 90), rng.uniform(5, 40)), rng.uniform(0, 180), 0, 300, cv::Scalar(255), 2);
+    const int threads = cv::getNumThreads();
+    for (ShapeTransType type : {BoundingRectangle, EnclosingCircle, ConvexHull}) {
+        const cv::Mat expected = reference::serialShapes(image, static_cast<int>(type));
+        for (int n : {1, 2, 3, 8}) {
+            cv::setNumThreads(n);
+            cv::Mat dst;
+            shape_trans(image, dst, type);
+            EXPECT_EQ(differingPixels(dst, expected), 0) << "type " << type << ", " << n << " threads";
+        }
+    }
+    cv::setNumThreads(threads);
 }
 
 TEST(FillUp, FillsHolesAndKeepsEmptyImagesEmpty)

@@ -4,6 +4,7 @@
 #include "Fitting.h"
 #include "Geometry.h"
 #include "ProfileCore.h"
+#include "ToolSupport_p.h"
 
 #include <algorithm>
 #include <array>
@@ -21,9 +22,7 @@ struct Ray {
 // The ROI when it really is an ArcROI; a host may hand in any shape through the record.
 ArcROI* arcRoi(ArcROI* roi)
 {
-    if (!roi || roi->type() != ArcROIType)
-        return nullptr;
-    return dynamic_cast<ArcROI*>(static_cast<ROI*>(roi));
+    return tool_support::recordShape(roi, ArcROIType);
 }
 
 // The rays at the ROI's first and second angle.

@@ -235,7 +235,9 @@ bool clcEdgePoint_Line(cv::Mat& image, _EdgePointDetParam_Line& param)
     // The remap turns sample positions into fixed-point ints, which wrap round (and read
     // pixels elsewhere in the image) for lines this far out.
     constexpr double kFar = 1e7;
-    if (!(length > 0 && length < kMaxStraightenedSide && std::abs(line->x1) < kFar && std::abs(line->y1) < kFar))
+    // The strip holds ceil(length) samples, which the remap takes only below its limit.
+    if (!(length > 0 && std::ceil(length) < kMaxStraightenedSide && std::abs(line->x1) < kFar &&
+          std::abs(line->y1) < kFar))
         return false;
 
     const int samples = static_cast<int>(std::ceil(length));

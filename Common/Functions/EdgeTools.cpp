@@ -173,7 +173,7 @@ bool clcEdges(cv::Mat& image, _EdgesDetParam& param)
 bool clcMulEdgePoints(cv::Mat& image, _MulEdgePointDetParam& param)
 {
     param.found = false;
-    if (!isReadableImage(image) || !shapeAs<RotateRectROI>(param.roi, RotateRectROIType) ||
+    if (!isReadableImage(image) || !recordShape(param.roi, RotateRectROIType) ||
         !isUsableRotateRect(*param.roi))
         return false;
     param.firstEdges.clear();

@@ -127,7 +127,7 @@ FUNCTIONS_EXPORT bool clcEdgePointsAndTransform(cv::Mat& image, _EdgePointsDetPa
 /// sub-pixel position along the line is mapped back onto it.
 ///
 /// Returns false with found untouched for an empty image; otherwise found = false first,
-/// and false for a null or non-line ROI, a zero, non-finite or too long (32767 or more)
-/// length, a start 1e7 px or more from the origin along either axis, an image that is not
+/// and false for a null or non-line ROI, a zero, non-finite or too long length (above
+/// 32766, which would take 32767 samples or more), a start 1e7 px or more from the origin along either axis, an image that is not
 /// 8-bit with 1, 3 or 4 channels, a sigma outside 0..100, or no edge.
 FUNCTIONS_EXPORT bool clcEdgePoint_Line(cv::Mat& image, _EdgePointDetParam_Line& param);

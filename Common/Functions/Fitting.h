@@ -34,13 +34,17 @@
 ///
 /// line is first set to (0, 0, 0, 0) and stays so for an empty input or one with a
 /// non-finite (or squared-overflowing) coordinate. A single point, or coincident points,
-/// give direction (1, 0) at that point. A Tukey step that rejects every point yields a
-/// NaN line, which is returned as it is.
+/// give direction (1, 0) at that point. A robust step whose weights all vanish (Tukey
+/// rejecting every point, or Huber weights underflowing for a fixed scale far below the
+/// residuals) yields a NaN line, which is returned as it is.
 FUNCTIONS_EXPORT void fitLine(std::vector<cv::Point2d>& points, cv::Vec4d& line, FitLineType type, double param);
 
 /// Fits a circle to points. Returns false, with center and radius untouched unless a
 /// robust trial had already stored a circle, for fewer than 3 points, any non-finite
-/// coordinate, or a singular system (collinear or coincident points).
+/// coordinate, or a singular system (collinear or coincident points). The radius is not
+/// checked: a negative radicand, which rounding can produce for nearly singular systems
+/// (coincident points far from the origin), gives a NaN radius, and a robust fit whose
+/// trials all end with a NaN error returns true without storing a circle.
 ///
 /// - FitCircleLeastSquares: the algebraic fit x^2 + y^2 + D*x + E*y + F = 0 minimising
 ///   the sum of squared algebraic residuals; fails when the determinant of its normal

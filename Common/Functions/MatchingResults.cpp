@@ -165,9 +165,20 @@ float getRotatedRectOverlapArea(_MatchingResult& a, _MatchingResult& b, int widt
 {
     if (!std::isfinite(a.angle) || !std::isfinite(b.angle))
         return std::numeric_limits<float>::quiet_NaN();
+    // Boxes whose centres lie farther apart than a box's diagonal cannot meet; OpenCV's
+    // float arithmetic would not always see that for centres far out.
+    const double ax = static_cast<float>(a.x), ay = static_cast<float>(a.y);
+    const double bx = static_cast<float>(b.x), by = static_cast<float>(b.y);
+    if (std::hypot(ax - bx, ay - by) > std::hypot(static_cast<double>(width), static_cast<double>(height)))
+        return 0.0f;
+    // Float corners far out lose the boxes' shape (near 2^31 they fall on multiples of 256),
+    // so the boxes are moved together towards the origin by a multiple of 65536: exact for
+    // the float centres, and nothing moves within the usual image range.
+    const double dx = std::nearbyint(ax / 65536.0) * 65536.0;
+    const double dy = std::nearbyint(ay / 65536.0) * 65536.0;
     const cv::Size2f size(static_cast<float>(width), static_cast<float>(height));
-    const cv::RotatedRect boxA(cv::Point2f(static_cast<float>(a.x), static_cast<float>(a.y)), size, a.angle);
-    const cv::RotatedRect boxB(cv::Point2f(static_cast<float>(b.x), static_cast<float>(b.y)), size, b.angle);
+    const cv::RotatedRect boxA(cv::Point2f(static_cast<float>(ax - dx), static_cast<float>(ay - dy)), size, a.angle);
+    const cv::RotatedRect boxB(cv::Point2f(static_cast<float>(bx - dx), static_cast<float>(by - dy)), size, b.angle);
     std::vector<cv::Point2f> intersection;
     cv::rotatedRectangleIntersection(boxA, boxB, intersection);
     if (intersection.empty())

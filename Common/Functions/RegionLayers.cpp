@@ -112,7 +112,10 @@ RegionSet findRegions(const cv::Mat& image)
 double layerArea(const Contours& contours, const LayerIndexes& layer)
 {
     double area = 0;
-    forEachSignedContour(layer, [&](int i, double sign) { area += sign * cv::contourArea(contours[i], false); });
+    forEachSignedContour(layer, [&](int i, double sign) {
+        if (!contours[i].empty())
+            area += sign * cv::contourArea(contours[i], false);
+    });
     return area;
 }
 
@@ -133,10 +136,14 @@ cv::Point2d layerFocus(const Contours& contours, const LayerIndexes& layer)
 
 void paintLayer(const Contours& contours, const LayerIndexes& layer, cv::Mat& image, cv::Point offset)
 {
-    cv::drawContours(image, contours, layer.outerIndex, cv::Scalar(255), cv::FILLED, cv::LINE_8, cv::noArray(), INT_MAX,
-                     offset);
+    const auto fill = [&](int i, double value) {
+        if (!contours[i].empty())
+            cv::drawContours(image, contours, i, cv::Scalar(value), cv::FILLED, cv::LINE_8, cv::noArray(), INT_MAX,
+                             offset);
+    };
+    fill(layer.outerIndex, 255);
     for (int h : layer.holeIndexes)
-        cv::drawContours(image, contours, h, cv::Scalar(0), cv::FILLED, cv::LINE_8, cv::noArray(), INT_MAX, offset);
+        fill(h, 0);
 }
 
 } // namespace region_support

@@ -97,7 +97,8 @@ FUNCTIONS_EXPORT void groupingContours(const std::vector<std::vector<cv::Point>>
 FUNCTIONS_EXPORT void getLayerMat_CCOMP(const ContourLayer& layer, cv::Mat& image);
 
 /// Polygon area of the solid boundaries minus that of the holes, in square pixels. 0 for a
-/// layer with an index outside its contour list.
+/// layer with an index outside its contour list. An empty contour encloses nothing, here
+/// and in getLayerMat_CCOMP and getContourFocus.
 FUNCTIONS_EXPORT double getContourArea(const ContourLayer& layer);
 
 /// Centre of gravity of the solid boundaries' polygons minus the holes' polygons; (0, 0)
@@ -160,7 +161,9 @@ FUNCTIONS_EXPORT bool sort_region(cv::Mat image, const QList<ContourLayer>& regi
 /// BoundingRectangle the upright bounding box, EnclosingCircle the minimum enclosing circle
 /// (centre rounded half to even, radius truncated), ConvexHull the convex hull; any other
 /// type leaves dst all 0. An empty or multi-channel src releases dst; depths the contour
-/// finder refuses raise cv::Exception. Parallel over the regions.
+/// finder refuses raise cv::Exception. Parallel over the regions: each stripe paints into
+/// an image of its own (up to one extra image of src's size per worker), so the result
+/// does not depend on the thread count.
 FUNCTIONS_EXPORT void shape_trans(cv::Mat src, cv::Mat& dst, ShapeTransType type);
 
 /// Fills every hole: each outer contour is painted filled into a newly allocated dst. An empty or
@@ -190,7 +193,10 @@ FUNCTIONS_EXPORT void cvThin(cv::Mat src, cv::Mat& dst, int iterations);
 /// darker than their neighbourhood, any other type lighter ones), AND with mask when mask is
 /// not empty, then cvThin with thinIterations. Invalid sizes or types raise cv::Exception
 /// from OpenCV (an even ksize, blockHalf below 1, a src that is not 8-bit single-channel,
-/// a mask of another size); ksize and the sigmas go to cv::GaussianBlur as they are.
+/// a mask of another size, unless src or mask has at most four pixels: the AND then takes
+/// that one as a scalar, and a src taken so gives dst the mask's size, or leaves dst as it
+/// was when the mask is not 8-bit single-channel); ksize and the sigmas go to
+/// cv::GaussianBlur as they are.
 /// blockHalf above 65536 (a block wider than any image) releases dst.
 FUNCTIONS_EXPORT void line_gauss(cv::Mat src, cv::Mat mask, cv::Mat& dst, LineGaussType type, cv::Size ksize,
                                  double sigmaX, double sigmaY, int blockHalf, double c, int thinIterations);

@@ -1,11 +1,14 @@
 #include "RegionOperators.h"
 
 #include "RegionSupport_p.h"
+#include "ThreadHandoff_p.h"
 
 #include <QtConcurrent/QtConcurrentFilter>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <functional>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -89,26 +92,65 @@ bool keeps(bool allPass, bool anyPass, SelectOperation operation)
     return anyPass && operation == Or;
 }
 
-// The filter predicate. It reads its own layer's indexes and the shared contour list,
+// Region numbers 0, 1, 2, ... held by the iterator itself, so that the pool reads no buffer
+// of ours after the predicate has returned, which the thread sanitizer could not order.
+class RegionNumber {
+public:
+    using iterator_category = std::random_access_iterator_tag;
+    using value_type = int;
+    using difference_type = int;
+    using pointer = const int*;
+    using reference = const int&;
+
+    explicit RegionNumber(int number) : number_(number) {}
+    const int& operator*() const { return number_; }
+    RegionNumber& operator++()
+    {
+        ++number_;
+        return *this;
+    }
+    RegionNumber& operator--()
+    {
+        --number_;
+        return *this;
+    }
+    RegionNumber& operator+=(int n)
+    {
+        number_ += n;
+        return *this;
+    }
+    int operator-(const RegionNumber& other) const { return number_ - other.number_; }
+    bool operator==(const RegionNumber& other) const { return number_ == other.number_; }
+    bool operator!=(const RegionNumber& other) const { return number_ != other.number_; }
+
+private:
+    int number_;
+};
+
+// The filter predicate, over region numbers. It reads the shared layers and contour list,
 // which nobody writes while the filter runs.
-struct ShapeFilter {
+struct ShapeFilter : thread_handoff::HandOff {
     using result_type = bool;
 
-    const Contours* contours;
+    const RegionSet* regions;
     QVector<SelectShapeInfo> criteria;
     SelectOperation operation;
 
-    bool operator()(const LayerIndexes& layer) const
+    bool operator()(int region) const
     {
+        workerStarts();
+        const LayerIndexes& layer = regions->layers[region];
         bool allPass = true, anyPass = false;
         for (const SelectShapeInfo& criterion : criteria) {
-            const Verdict verdict = judge(criterion, *contours, layer);
+            const Verdict verdict = judge(criterion, regions->contours, layer);
             if (verdict == Verdict::Fail)
                 allPass = false;
             else if (verdict == Verdict::Pass)
                 anyPass = true;
         }
-        return keeps(allPass, anyPass, operation);
+        const bool kept = keeps(allPass, anyPass, operation);
+        workerEnds();
+        return kept;
     }
 };
 
@@ -199,12 +241,17 @@ QList<ContourLayer> select_shape(cv::Mat image, cv::Mat& selected, QVector<Selec
         return result;
     const RegionSet found = findRegions(image);
 
-    // The filter runs over index lists that share one contour list; full copies are made
-    // only for the regions kept.
-    QFuture<LayerIndexes> filtering =
-        QtConcurrent::filtered(found.layers, ShapeFilter{&found.contours, criteria, operation});
+    // The pool takes the filter by reference and filters region numbers, so that its
+    // workers read nothing of ours written after the hand-off and its results are numbers.
+    const ShapeFilter filter{{}, &found, criteria, operation};
+    filter.callerStarts();
+    QFuture<int> filtering =
+        QtConcurrent::filtered(RegionNumber(0), RegionNumber(found.layers.size()), std::cref(filter));
     filtering.waitForFinished();
-    const QList<LayerIndexes> kept = filtering.results();
+    filter.callerResumes();
+    QList<LayerIndexes> kept;
+    for (int region : filtering.results())
+        kept.append(found.layers[region]);
 
     selected = paintLayers(found.contours, kept, image.size());
     result.reserve(kept.size());

@@ -81,7 +81,8 @@ void appendContourLayer(LayerList& layers, const Contours& contours, const Layer
     layers.last().contours = contours;
 }
 
-// The following trust the indexes (see indexesFit).
+// The following trust the indexes (see indexesFit). An empty contour, found only in layers
+// a caller made, encloses nothing (OpenCV would refuse it).
 
 /// Polygon area of the solid boundaries minus the holes.
 double layerArea(const Contours& contours, const LayerIndexes& layer);

@@ -131,14 +131,34 @@ void shape_trans(cv::Mat src, cv::Mat& dst, ShapeTransType type)
     const int n = static_cast<int>(contours.size());
     if (n == 0 || !isShapeType(type))
         return;
-    // Every stripe writes only the value 255, so overlapping shapes need no lock.
+    // Shapes of different contours overlap, so stripes sharing one image would write the
+    // same pixels. Each stripe paints its share of the contours into an image of its own
+    // (the first one into dst), and the others are merged into dst band by band.
+    const int stripes = stripeCount(n);
+    std::vector<cv::Mat> painted(stripes);
+    painted[0] = dst;
+    for (int s = 1; s < stripes; ++s)
+        painted[s] = freshZeros(dst.size());
     cv::parallel_for_(
-        cv::Range(0, n),
+        cv::Range(0, stripes),
         [&](const cv::Range& range) {
-            for (int i = range.start; i < range.end; ++i)
-                paintShape(dst, contours[i], type);
+            for (int s = range.start; s < range.end; ++s) {
+                const int end = static_cast<int>(static_cast<int64_t>(s + 1) * n / stripes);
+                for (int i = static_cast<int>(static_cast<int64_t>(s) * n / stripes); i < end; ++i)
+                    paintShape(painted[s], contours[i], type);
+            }
         },
-        stripeCount(n));
+        stripes);
+    if (stripes == 1)
+        return;
+    cv::parallel_for_(
+        cv::Range(0, dst.rows),
+        [&](const cv::Range& rows) {
+            cv::Mat band = dst.rowRange(rows.start, rows.end);
+            for (int s = 1; s < stripes; ++s)
+                cv::bitwise_or(band, painted[s].rowRange(rows.start, rows.end), band);
+        },
+        stripeCount(dst.rows));
 }
 
 void fill_up(cv::Mat src, cv::Mat& dst)

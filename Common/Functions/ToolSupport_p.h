@@ -139,6 +139,16 @@ Shape* shapeAs(ROI* roi, int typeCode)
     return roi && roi->type() == typeCode ? dynamic_cast<Shape*>(roi) : nullptr;
 }
 
+/// The shape behind a record's typed pointer (RotateRectROI*, ArcROI*) when it really is
+/// of that type. Hosts may put any shape there, so it is asked for its type through its
+/// base class first: a conversion or call through the wrong derived type would be
+/// undefined. The base lies at the shape's own address (single inheritance).
+template <typename Shape>
+Shape* recordShape(Shape* roi, int typeCode)
+{
+    return shapeAs<Shape>(reinterpret_cast<ROI*>(roi), typeCode);
+}
+
 /// A RectROI (truncated integer rectangle, copied) or RotateRectROI (uprightRotateRect)
 /// as an upright image. False, with upright untouched, for any other or an unusable
 /// shape; true otherwise, even when the copy was refused and upright is left empty.

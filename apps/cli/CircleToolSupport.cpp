@@ -5,7 +5,7 @@
 
 namespace cli {
 
-std::vector<ParamSpec> circleFamilyParams()
+std::vector<ParamDefinition> circleFamilyParams()
 {
     return {
         {"direction", ParamType::Choice, "LeftToRight", "walk outwards from the inner radius, or inwards",

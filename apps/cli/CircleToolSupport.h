@@ -8,23 +8,10 @@
 namespace cli {
 
 /// Parameters of the circle-family tools, in record order, then the fit options.
-std::vector<ParamSpec> circleFamilyParams();
+std::vector<ParamDefinition> circleFamilyParams();
 
 /// Draws the ROI (ring or arc), the edge points and, on success, the circle or the arc
 /// found with its centre.
 void drawCircleFamily(cv::Mat& picture, const ToolInput& input, const ToolResult& result);
-
-/// Copies the caliper settings into a circle, circle-points or arc record.
-template <typename Record>
-void fillCaliperSettings(Record& param, const ToolInput& input)
-{
-    param.direction = input.choice("direction");
-    param.transition = input.choice("transition");
-    param.percent = input.integer("percent");
-    param.sigma = input.integer("sigma");
-    param.minStrength = input.integer("minStrength");
-    param.segmentWidth = input.integer("segmentWidth");
-    param.segmentStep = input.integer("segmentStep");
-}
 
 } // namespace cli

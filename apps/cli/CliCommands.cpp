@@ -2,16 +2,17 @@
 
 #include "CliTool.h"
 
-#include <QThreadPool>
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <thread>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
@@ -20,21 +21,21 @@ namespace cli {
 
 namespace {
 
-std::string choiceList(const ParamSpec& spec)
+std::string choiceList(const ParamDefinition& definition)
 {
     std::string out;
-    for (size_t i = 0; i < spec.choices.size(); ++i)
-        out += (i ? "|" : "") + spec.choices[i];
+    for (size_t i = 0; i < definition.choices.size(); ++i)
+        out += (i ? "|" : "") + definition.choices[i];
     return out;
 }
 
-std::string typeLabel(const ParamSpec& spec)
+std::string typeLabel(const ParamDefinition& definition)
 {
-    switch (spec.type) {
+    switch (definition.type) {
     case ParamType::Integer: return "int";
     case ParamType::Number: return "number";
     case ParamType::Boolean: return "bool";
-    case ParamType::Choice: return choiceList(spec);
+    case ParamType::Choice: return choiceList(definition);
     }
     return "";
 }
@@ -87,9 +88,9 @@ int listTools()
                 kinds += (kinds.empty() ? "" : ", ") + k;
             std::printf("    roi: %s\n", kinds.c_str());
         }
-        for (const ParamSpec& spec : tool.params)
-            std::printf("    %-16s %-40s default %-16s %s\n", spec.name.c_str(), typeLabel(spec).c_str(),
-                        spec.defaultValue.dump().c_str(), spec.help.c_str());
+        for (const ParamDefinition& definition : tool.params)
+            std::printf("    %-16s %-40s default %-16s %s\n", definition.name.c_str(), typeLabel(definition).c_str(),
+                        definition.defaultValue.dump().c_str(), definition.help.c_str());
         std::printf("\n");
     }
     return 0;
@@ -148,11 +149,10 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
     std::vector<json> records(images.size());
     std::vector<double> times(images.size(), 0.0);
     std::vector<char> failed(images.size(), 0);
-    std::atomic<size_t> done{0};
-    QThreadPool pool;
-    pool.setMaxThreadCount(jobs);
-    for (size_t i = 0; i < images.size(); ++i) {
-        pool.start([&, i] {
+    // Plain threads, whose start and end the thread sanitizer sees, taking images in turn.
+    std::atomic<size_t> next{0}, done{0};
+    const auto work = [&] {
+        for (size_t i = next++; i < images.size(); i = next++) {
             try {
                 const cv::Mat image = loadImage(images[i]);
                 ToolInput input = prepareInput(tool, parameters, image, paramsPath);
@@ -166,16 +166,21 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
                 failed[i] = 1;
             }
             ++done;
-        });
-    }
-    const bool showProgress = isatty(STDERR_FILENO);
-    while (!pool.waitForDone(100))
-        if (showProgress)
+        }
+    };
+    std::vector<std::thread> workers;
+    for (size_t k = 0; k < std::min(static_cast<size_t>(jobs), images.size()); ++k)
+        workers.emplace_back(work);
+    if (isatty(STDERR_FILENO)) {
+        while (done.load() < images.size()) {
             drawProgress(done.load(), images.size());
-    if (showProgress) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
         drawProgress(images.size(), images.size());
         std::fprintf(stderr, "\n");
     }
+    for (std::thread& worker : workers)
+        worker.join();
 
     std::string lines;
     for (const json& r : records)

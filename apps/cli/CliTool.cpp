@@ -74,63 +74,63 @@ void rejectUnknownFields(const json& object, const std::vector<std::string>& kno
     }
 }
 
-RoiSpec parseRoi(const json& roi, const std::vector<std::string>& accepted, const std::string& source)
+RoiInput parseRoi(const json& roi, const std::vector<std::string>& accepted, const std::string& source)
 {
     const std::string where = source + ": roi";
     if (!roi.is_object())
         throw UsageError(where + " must be an object with a \"type\" field");
     if (!roi.contains("type") || !roi.at("type").is_string())
         throw UsageError(where + ": missing string field 'type' (one of: " + joined(accepted) + ")");
-    RoiSpec spec;
-    spec.kind = roi.at("type").get<std::string>();
+    RoiInput parsed;
+    parsed.kind = roi.at("type").get<std::string>();
     bool acceptedKind = false;
     for (const std::string& k : accepted)
-        acceptedKind = acceptedKind || k == spec.kind;
+        acceptedKind = acceptedKind || k == parsed.kind;
     if (!acceptedKind)
-        throw UsageError(where + ": type '" + spec.kind + "' is not accepted by this tool (use one of: " +
+        throw UsageError(where + ": type '" + parsed.kind + "' is not accepted by this tool (use one of: " +
                          joined(accepted) + ")");
 
-    if (spec.kind == "rotated_rect") {
+    if (parsed.kind == "rotated_rect") {
         rejectUnknownFields(roi, {"type", "centre", "angle", "width", "height"}, where);
         const cv::Point2d c = requirePoint(roi, "centre", where);
         const double angle = requireNumber(roi, "angle", where);
         const double w = requireNumber(roi, "width", where), h = requireNumber(roi, "height", where);
-        spec.shape = std::make_unique<RotateRectROI>(c.x, c.y, static_cast<float>(angle), static_cast<float>(w),
+        parsed.shape = std::make_unique<RotateRectROI>(c.x, c.y, static_cast<float>(angle), static_cast<float>(w),
                                                      static_cast<float>(h));
-        spec.echo = {{"type", spec.kind}, {"centre", {c.x, c.y}}, {"angle", angle}, {"width", w}, {"height", h}};
-    } else if (spec.kind == "rect") {
+        parsed.echo = {{"type", parsed.kind}, {"centre", {c.x, c.y}}, {"angle", angle}, {"width", w}, {"height", h}};
+    } else if (parsed.kind == "rect") {
         rejectUnknownFields(roi, {"type", "x", "y", "width", "height"}, where);
         const double x = requireNumber(roi, "x", where), y = requireNumber(roi, "y", where);
         const double w = requireNumber(roi, "width", where), h = requireNumber(roi, "height", where);
-        spec.shape = std::make_unique<RectROI>(QRectF(x, y, w, h));
-        spec.echo = {{"type", spec.kind}, {"x", x}, {"y", y}, {"width", w}, {"height", h}};
-    } else if (spec.kind == "line") {
+        parsed.shape = std::make_unique<RectROI>(QRectF(x, y, w, h));
+        parsed.echo = {{"type", parsed.kind}, {"x", x}, {"y", y}, {"width", w}, {"height", h}};
+    } else if (parsed.kind == "line") {
         rejectUnknownFields(roi, {"type", "start", "end"}, where);
         const cv::Point2d a = requirePoint(roi, "start", where), b = requirePoint(roi, "end", where);
-        spec.shape = std::make_unique<LineROI>(a.x, a.y, b.x, b.y);
-        spec.echo = {{"type", spec.kind}, {"start", {a.x, a.y}}, {"end", {b.x, b.y}}};
-    } else if (spec.kind == "ring") {
+        parsed.shape = std::make_unique<LineROI>(a.x, a.y, b.x, b.y);
+        parsed.echo = {{"type", parsed.kind}, {"start", {a.x, a.y}}, {"end", {b.x, b.y}}};
+    } else if (parsed.kind == "ring") {
         rejectUnknownFields(roi, {"type", "centre", "radius1", "radius2"}, where);
         const cv::Point2d c = requirePoint(roi, "centre", where);
         const double r1 = requireNumber(roi, "radius1", where), r2 = requireNumber(roi, "radius2", where);
-        spec.shape = std::make_unique<RingROI>(c.x, c.y, static_cast<float>(r1), static_cast<float>(r2));
-        spec.echo = {{"type", spec.kind}, {"centre", {c.x, c.y}}, {"radius1", r1}, {"radius2", r2}};
-    } else if (spec.kind == "arc") {
+        parsed.shape = std::make_unique<RingROI>(c.x, c.y, static_cast<float>(r1), static_cast<float>(r2));
+        parsed.echo = {{"type", parsed.kind}, {"centre", {c.x, c.y}}, {"radius1", r1}, {"radius2", r2}};
+    } else if (parsed.kind == "arc") {
         rejectUnknownFields(roi, {"type", "centre", "radius1", "radius2", "angle1", "angle2"}, where);
         const cv::Point2d c = requirePoint(roi, "centre", where);
         const double r1 = requireNumber(roi, "radius1", where), r2 = requireNumber(roi, "radius2", where);
         const double a1 = requireNumber(roi, "angle1", where), a2 = requireNumber(roi, "angle2", where);
-        spec.shape = std::make_unique<ArcROI>(c.x, c.y, static_cast<float>(r1), static_cast<float>(r2),
+        parsed.shape = std::make_unique<ArcROI>(c.x, c.y, static_cast<float>(r1), static_cast<float>(r2),
                                               static_cast<float>(a1), static_cast<float>(a2));
-        spec.echo = {{"type", spec.kind}, {"centre", {c.x, c.y}}, {"radius1", r1}, {"radius2", r2},
+        parsed.echo = {{"type", parsed.kind}, {"centre", {c.x, c.y}}, {"radius1", r1}, {"radius2", r2},
                      {"angle1", a1},      {"angle2", a2}};
     } else {
-        throw UsageError(where + ": unknown type '" + spec.kind + "'");
+        throw UsageError(where + ": unknown type '" + parsed.kind + "'");
     }
-    return spec;
+    return parsed;
 }
 
-void checkInsideImage(const RoiSpec& roi, const cv::Mat& image, const std::string& source)
+void checkInsideImage(const RoiInput& roi, const cv::Mat& image, const std::string& source)
 {
     const std::vector<cv::Point2d> outline = roiOutline(*roi.shape);
     double x0 = 1e300, y0 = 1e300, x1 = -1e300, y1 = -1e300;
@@ -148,16 +148,16 @@ void checkInsideImage(const RoiSpec& roi, const cv::Mat& image, const std::strin
     }
 }
 
-json validatedValue(const ParamSpec& spec, const json& value, const std::string& where)
+json validatedValue(const ParamDefinition& definition, const json& value, const std::string& where)
 {
-    const std::string fault = where + ": parameter '" + spec.name + "' must be " + typeName(spec.type) + ", got " +
+    const std::string fault = where + ": parameter '" + definition.name + "' must be " + typeName(definition.type) + ", got " +
                               value.dump();
-    switch (spec.type) {
+    switch (definition.type) {
     case ParamType::Integer:
         if (!value.is_number_integer())
             throw UsageError(fault);
         if (value.get<long long>() < INT32_MIN || value.get<long long>() > INT32_MAX)
-            throw UsageError(where + ": parameter '" + spec.name + "' is out of the 32-bit range: " + value.dump());
+            throw UsageError(where + ": parameter '" + definition.name + "' is out of the 32-bit range: " + value.dump());
         return value;
     case ParamType::Number:
         if (!value.is_number() || !std::isfinite(value.get<double>()))
@@ -169,15 +169,15 @@ json validatedValue(const ParamSpec& spec, const json& value, const std::string&
         return value;
     case ParamType::Choice:
         if (value.is_string()) {
-            for (const std::string& c : spec.choices)
+            for (const std::string& c : definition.choices)
                 if (c == value.get<std::string>())
                     return value;
         } else if (value.is_number_integer()) {
             const long long i = value.get<long long>();
-            if (i >= 0 && i < static_cast<long long>(spec.choices.size()))
-                return spec.choices[static_cast<size_t>(i)];
+            if (i >= 0 && i < static_cast<long long>(definition.choices.size()))
+                return definition.choices[static_cast<size_t>(i)];
         }
-        throw UsageError(where + ": parameter '" + spec.name + "' must be one of " + joined(spec.choices) +
+        throw UsageError(where + ": parameter '" + definition.name + "' must be one of " + joined(definition.choices) +
                          " (or its index), got " + value.dump());
     }
     throw UsageError(fault);
@@ -187,12 +187,12 @@ json validatedValue(const ParamSpec& spec, const json& value, const std::string&
 
 int ToolInput::choice(const std::string& name) const
 {
-    for (const ParamSpec& spec : *specs) {
-        if (spec.name != name)
+    for (const ParamDefinition& definition : *paramDefinitions) {
+        if (definition.name != name)
             continue;
         const std::string chosen = settings.at(name).get<std::string>();
-        for (size_t i = 0; i < spec.choices.size(); ++i)
-            if (spec.choices[i] == chosen)
+        for (size_t i = 0; i < definition.choices.size(); ++i)
+            if (definition.choices[i] == chosen)
                 return static_cast<int>(i);
     }
     throw std::logic_error("no choice parameter " + name);
@@ -260,28 +260,28 @@ ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const
 {
     ToolInput input;
     input.image = image;
-    input.specs = &tool.params;
+    input.paramDefinitions = &tool.params;
     input.settings = json::object();
     for (auto it = parameters.begin(); it != parameters.end(); ++it) {
         if (it.key() == "roi" && !tool.roiKinds.empty())
             continue;
         bool known = false;
-        for (const ParamSpec& spec : tool.params)
-            known = known || spec.name == it.key();
+        for (const ParamDefinition& definition : tool.params)
+            known = known || definition.name == it.key();
         if (!known) {
             std::vector<std::string> names;
-            for (const ParamSpec& spec : tool.params)
-                names.push_back(spec.name);
+            for (const ParamDefinition& definition : tool.params)
+                names.push_back(definition.name);
             if (!tool.roiKinds.empty())
                 names.push_back("roi");
             throw UsageError(source + ": unknown parameter '" + it.key() + "' for tool " + tool.name +
                              " (known: " + joined(names) + ")");
         }
     }
-    for (const ParamSpec& spec : tool.params)
-        input.settings[spec.name] =
-            parameters.contains(spec.name) ? validatedValue(spec, parameters.at(spec.name), source)
-                                           : validatedValue(spec, spec.defaultValue, source + " (default)");
+    for (const ParamDefinition& definition : tool.params)
+        input.settings[definition.name] =
+            parameters.contains(definition.name) ? validatedValue(definition, parameters.at(definition.name), source)
+                                           : validatedValue(definition, definition.defaultValue, source + " (default)");
     if (!tool.roiKinds.empty()) {
         if (!parameters.contains("roi"))
             throw UsageError(source + ": missing 'roi' (one of: " + joined(tool.roiKinds) + ")");
@@ -356,6 +356,23 @@ std::vector<cv::Point2d> roiOutline(const ROI& roi)
         arcPoints(arc->centreX, arc->centreY, std::min(arc->radius1, arc->radius2), to, arc->angle1);
     }
     return outline;
+}
+
+cv::Rect roiPixels(const ToolInput& input)
+{
+    const auto* rect = static_cast<const RectROI*>(input.roi.shape.get());
+    const cv::Rect box(static_cast<int>(std::floor(rect->rect.left())), static_cast<int>(std::floor(rect->rect.top())),
+                       static_cast<int>(std::ceil(rect->rect.width())), static_cast<int>(std::ceil(rect->rect.height())));
+    return box & cv::Rect(0, 0, input.image.cols, input.image.rows);
+}
+
+cv::Mat greyImage(const ToolInput& input)
+{
+    if (input.image.channels() == 1)
+        return input.image;
+    cv::Mat grey;
+    cv::cvtColor(input.image, grey, cv::COLOR_RGB2GRAY);
+    return grey;
 }
 
 } // namespace cli

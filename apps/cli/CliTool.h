@@ -31,7 +31,7 @@ enum class ParamType { Integer, Number, Boolean, Choice };
 
 /// One setting of a tool's record. Choice parameters take one of `choices` by name or by
 /// its index (the enumeration value).
-struct ParamSpec {
+struct ParamDefinition {
     std::string name;
     ParamType type = ParamType::Integer;
     json defaultValue;
@@ -40,7 +40,7 @@ struct ParamSpec {
 };
 
 /// A ROI read from the parameters file; `shape` is what the library receives.
-struct RoiSpec {
+struct RoiInput {
     std::string kind; // rotated_rect, rect, line, ring, arc
     json echo;        // the ROI as given, normalised, for the output
     std::unique_ptr<ROI> shape;
@@ -49,7 +49,7 @@ struct RoiSpec {
 struct ToolInput {
     cv::Mat image; // 8-bit, 1 channel or RGB order
     json settings; // every parameter, validated, defaults filled in
-    RoiSpec roi;   // empty kind when the tool takes no ROI
+    RoiInput roi;  // empty kind when the tool takes no ROI
 
     int integer(const std::string& name) const { return settings.at(name).get<int>(); }
     double number(const std::string& name) const { return settings.at(name).get<double>(); }
@@ -57,7 +57,7 @@ struct ToolInput {
     /// Index of the chosen value of a Choice parameter.
     int choice(const std::string& name) const;
 
-    const std::vector<ParamSpec>* specs = nullptr;
+    const std::vector<ParamDefinition>* paramDefinitions = nullptr;
 };
 
 struct ToolResult {
@@ -70,7 +70,7 @@ struct ToolDefinition {
     std::string name;
     std::string summary;
     std::vector<std::string> roiKinds; // accepted ROI kinds; empty: the tool takes no ROI
-    std::vector<ParamSpec> params;
+    std::vector<ParamDefinition> params;
     std::function<ToolResult(ToolInput&)> run;
     /// Draws the ROI and the result onto a BGR picture of the image.
     std::function<void(cv::Mat& picture, const ToolInput&, const ToolResult&)> draw;
@@ -107,5 +107,24 @@ double timeMicroseconds(const std::function<void()>& call);
 json pointJson(cv::Point2d p);
 json pointsJson(const std::vector<cv::Point2d>& points);
 std::vector<cv::Point2d> roiOutline(const ROI& roi);
+
+/// The whole pixels a rectangle ROI covers, clipped to the image.
+cv::Rect roiPixels(const ToolInput& input);
+
+/// The image in grey: as it is, or converted from RGB.
+cv::Mat greyImage(const ToolInput& input);
+
+/// Copies the seven caliper settings the line, circle and arc records start with.
+template <typename Record>
+void fillCaliperSettings(Record& param, const ToolInput& input)
+{
+    param.direction = input.choice("direction");
+    param.transition = input.choice("transition");
+    param.percent = input.integer("percent");
+    param.sigma = input.integer("sigma");
+    param.minStrength = input.integer("minStrength");
+    param.segmentWidth = input.integer("segmentWidth");
+    param.segmentStep = input.integer("segmentStep");
+}
 
 } // namespace cli

@@ -11,13 +11,7 @@ namespace {
 ToolResult runLine(ToolInput& input)
 {
     _EdgeLineDetParam param;
-    param.direction = input.choice("direction");
-    param.transition = input.choice("transition");
-    param.percent = input.integer("percent");
-    param.sigma = input.integer("sigma");
-    param.minStrength = input.integer("minStrength");
-    param.segmentWidth = input.integer("segmentWidth");
-    param.segmentStep = input.integer("segmentStep");
+    fillCaliperSettings(param, input);
     param.roi = static_cast<RotateRectROI*>(input.roi.shape.get());
     const int fitMode = input.integer("fitMode");
     const double noiseDistance = input.number("noiseDistance");

@@ -14,15 +14,8 @@ namespace {
 
 ToolResult runRegions(ToolInput& input)
 {
-    const auto* rect = static_cast<const RectROI*>(input.roi.shape.get());
-    const cv::Rect box = cv::Rect(static_cast<int>(std::floor(rect->rect.left())),
-                                  static_cast<int>(std::floor(rect->rect.top())),
-                                  static_cast<int>(std::ceil(rect->rect.width())),
-                                  static_cast<int>(std::ceil(rect->rect.height()))) &
-                         cv::Rect(0, 0, input.image.cols, input.image.rows);
-    cv::Mat grey = input.image;
-    if (grey.channels() > 1)
-        cv::cvtColor(grey, grey, cv::COLOR_RGB2GRAY);
+    const cv::Rect box = roiPixels(input);
+    cv::Mat grey = greyImage(input);
     cv::Mat mask = cv::Mat::zeros(grey.size(), CV_8U);
     mask(box).setTo(255);
 

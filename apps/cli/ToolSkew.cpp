@@ -14,16 +14,9 @@ namespace {
 
 ToolResult runSkew(ToolInput& input)
 {
-    const auto* rect = static_cast<const RectROI*>(input.roi.shape.get());
-    const cv::Rect box = cv::Rect(static_cast<int>(std::floor(rect->rect.left())),
-                                  static_cast<int>(std::floor(rect->rect.top())),
-                                  static_cast<int>(std::ceil(rect->rect.width())),
-                                  static_cast<int>(std::ceil(rect->rect.height()))) &
-                         cv::Rect(0, 0, input.image.cols, input.image.rows);
+    const cv::Rect box = roiPixels(input);
     cv::Mat crop;
-    cv::Mat grey = input.image;
-    if (grey.channels() > 1)
-        cv::cvtColor(grey, grey, cv::COLOR_RGB2GRAY);
+    cv::Mat grey = greyImage(input);
     grey(box).copyTo(crop);
 
     ToolResult result;
