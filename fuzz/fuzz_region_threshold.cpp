@@ -158,8 +158,9 @@ void checkLineGauss(FuzzedDataProvider& in, const cv::Mat& src, const cv::Mat& m
         return;
     }
     // The mask is ANDed in as it is, so only a 0/255 mask gives a 0/255 result. A src or
-    // mask of at most four pixels is a scalar to the AND, as documented.
-    if (!mask.empty() && mask.size() != src.size()) {
+    // mask of at most four pixels is a scalar to the AND, as documented; otherwise a mask
+    // of another size or type raised above.
+    if (!mask.empty() && (mask.size() != src.size() || mask.type() != CV_8UC1)) {
         FUZZ_CHECK(src.total() <= 4 || mask.total() <= 4);
         return;
     }
