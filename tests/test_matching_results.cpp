@@ -173,6 +173,15 @@ TEST(RotatedRectOverlap, AreaOfTheBoxesIntersection)
     EXPECT_NEAR(getRotatedRectOverlapArea(a, b, 40, 20), 400, 1e-3);
     b = result(500, 100, 1);
     EXPECT_EQ(getRotatedRectOverlapArea(a, b, 40, 20), 0.0f);
+    // Equal boxes: a half turn apart they are the same box, whatever the angle.
+    for (const float angle : {0.0f, 26.8235302f, 45.0f, 131.5f}) {
+        b = a;
+        a.angle = angle;
+        b.angle = angle + 180.0f;
+        EXPECT_NEAR(getRotatedRectOverlapArea(a, b, 135, 135), 135 * 135, 0.5) << angle;
+        EXPECT_NEAR(getRotatedRectOverlapArea(a, a, 135, 135), 135 * 135, 0.5) << angle;
+    }
+    a.angle = 0;
     EXPECT_EQ(getRotatedRectOverlapArea(a, a, 0, 20), 0.0f);
     EXPECT_EQ(getRotatedRectOverlapArea(a, a, -5, 20), 0.0f);
     b = a;

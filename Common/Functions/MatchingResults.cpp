@@ -183,5 +183,11 @@ float getRotatedRectOverlapArea(_MatchingResult& a, _MatchingResult& b, int widt
     cv::rotatedRectangleIntersection(boxA, boxB, intersection);
     if (intersection.empty())
         return 0.0f;
-    return static_cast<float>(cv::contourArea(intersection));
+    // The overlap of two boxes is convex, but OpenCV can return its corners out of order
+    // (equal boxes turned half a turn apart give eight points in a star whose turns all
+    // have one sign, and an area a third too large): the hull of the points is the
+    // polygon they bound.
+    std::vector<cv::Point2f> hull;
+    cv::convexHull(intersection, hull);
+    return static_cast<float>(cv::contourArea(hull));
 }

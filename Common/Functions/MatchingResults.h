@@ -46,6 +46,7 @@ FUNCTIONS_EXPORT void sortMatchingResult(std::vector<_MatchingResult>& results, 
 
 /// Area in square pixels of the intersection of the two results' boxes, each
 /// width x height, centred on the result's (float-narrowed) centre and turned by its
-/// angle as a cv::RotatedRect is (clockwise on screen). 0 when they do not meet or a side
-/// is not positive; NaN when either angle is not finite.
+/// angle as a cv::RotatedRect is (clockwise on screen): the area of the hull of the
+/// points cv::rotatedRectangleIntersection gives, which it may give out of order. 0 when
+/// they do not meet or a side is not positive; NaN when either angle is not finite.
 FUNCTIONS_EXPORT float getRotatedRectOverlapArea(_MatchingResult& a, _MatchingResult& b, int width, int height);
