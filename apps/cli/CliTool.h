@@ -114,12 +114,12 @@ cv::Rect roiPixels(const ToolInput& input);
 /// The image in grey: as it is, or converted from RGB.
 cv::Mat greyImage(const ToolInput& input);
 
-/// Copies the seven caliper settings the line, circle and arc records start with.
+/// Copies the seven caliper settings the edge points, line, circle and arc records share.
 template <typename Record>
 void fillCaliperSettings(Record& param, const ToolInput& input)
 {
     param.direction = input.choice("direction");
-    param.transition = input.choice("transition");
+    param.transition = static_cast<decltype(param.transition)>(input.choice("transition"));
     param.percent = input.integer("percent");
     param.sigma = input.integer("sigma");
     param.minStrength = input.integer("minStrength");

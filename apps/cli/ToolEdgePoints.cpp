@@ -12,13 +12,7 @@ ToolResult runEdgePoints(ToolInput& input)
 {
     _EdgePointsDetParam param;
     param.scanAxis = input.choice("scanAxis");
-    param.direction = input.choice("direction");
-    param.transition = static_cast<EdgeTransition>(input.choice("transition"));
-    param.percent = input.integer("percent");
-    param.sigma = input.integer("sigma");
-    param.minStrength = input.integer("minStrength");
-    param.segmentWidth = input.integer("segmentWidth");
-    param.segmentStep = input.integer("segmentStep");
+    fillCaliperSettings(param, input);
     param.roi = input.roi.shape.get();
     const bool multiEdge = input.boolean("multiEdge");
 
