@@ -255,6 +255,15 @@ TEST(LineGauss, ExtractsDarkOrLightLinesAsThinLines)
     EXPECT_EQ(cv::countNonZero(dst.colRange(40, 80)), 0);
     EXPECT_GT(cv::countNonZero(dst.row(30)), 25);
 
+    // The block is 2 * blockHalf + 1 wide: across a dark bar five rows thick, a block of 5
+    // sees only the bar at its middle row, a block of 7 sees the ground too.
+    cv::Mat bar(40, 80, CV_8UC1, cv::Scalar(200));
+    bar.rowRange(18, 23).setTo(60);
+    line_gauss(bar, cv::Mat(), dst, DarkLines, cv::Size(1, 1), 0.0, 0.0, 2, 5.0, 0);
+    EXPECT_EQ(cv::countNonZero(dst.row(20).colRange(20, 60)), 0);
+    line_gauss(bar, cv::Mat(), dst, DarkLines, cv::Size(1, 1), 0.0, 0.0, 3, 5.0, 0);
+    EXPECT_EQ(cv::countNonZero(dst.row(20).colRange(20, 60)), 40);
+
     EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(4, 4), 1.0, 1.0, 5, 5.0, 1), cv::Exception);
     EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, 0, 5.0, 1), cv::Exception);
     EXPECT_THROW(line_gauss(image, cv::Mat(), dst, DarkLines, cv::Size(5, 5), 1.0, 1.0, INT32_MIN, 5.0, 1),
