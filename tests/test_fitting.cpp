@@ -202,6 +202,9 @@ TEST(FitLine, DegenerateInputGivesDocumentedLines)
     pts = {{1, 1}, {kNaN, 2}, {3, 3}};
     fitLine(pts, line, FitLineHuber, 0);
     EXPECT_EQ(line, cv::Vec4d(0, 0, 0, 0));
+    pts = {{1, 1}, {std::numeric_limits<double>::infinity(), 2}, {3, 3}};
+    fitLine(pts, line, FitLineLeastSquares, 0);
+    EXPECT_EQ(line, cv::Vec4d(0, 0, 0, 0));
 
     // A Tukey scale that rejects every point: the NaN line comes back, in bounded time.
     pts = linePoints({0, 0}, 30, 40, 0.5, 0);

@@ -50,6 +50,7 @@ TEST(Geometry, AnglesAndTheirRanges)
     EXPECT_DOUBLE_EQ(getAngle_180(-1.0, 0.0), 180.0);
     EXPECT_DOUBLE_EQ(getAngle_180(cv::Point2d(5, 5), cv::Point2d(5, 2)), -90.0);
 
+    EXPECT_EQ(getAngle_360(0.0), 0.0);
     EXPECT_EQ(getAngle_360(-180.0), 180.0);
     EXPECT_EQ(getAngle_360(180.0), 180.0);
     EXPECT_EQ(getAngle_360(-0.5), 0.5);
@@ -67,6 +68,7 @@ TEST(Geometry, AngleArithmeticCorrectsOnlyOnce)
     EXPECT_EQ(getAngleCalculation_180(-170, 20, Subtraction), 170.0);
     EXPECT_EQ(getAngleCalculation_180(500, 100, Addition), 240.0);
     EXPECT_EQ(getAngleCalculation_180(90, 90, Addition), 180.0);
+    EXPECT_EQ(getAngleCalculation_180(-90, 90, Subtraction), -180.0);
     // Any value other than Addition subtracts.
     EXPECT_EQ(getAngleCalculation_180(30, 10, static_cast<ArithmeticSign>(7)), 20.0);
 
@@ -92,6 +94,7 @@ TEST(Geometry, DistancesAgreeAcrossLineFormsAndKeepTheirSign)
     EXPECT_DOUBLE_EQ(pointToLineDistance(below, cv::Vec4d(2.5, 0, 4, 2), true), signedBelow);
     EXPECT_DOUBLE_EQ(pointToLineDistance(below, cv::Vec4d(-2.5, 0, 4, 2), true), -signedBelow);
 
+    EXPECT_DOUBLE_EQ(pointToLineDistance({0, 0}, {2, 0}, {0, 2}, false), std::sqrt(2.0));
     // No line: zero, also for a norm that only single precision rounds to zero.
     EXPECT_EQ(pointToLineDistance({7, 8}, {1, 1}, {1, 1}, true), 0.0);
     EXPECT_EQ(pointToLineDistance({7, 8}, cv::Vec4d(0, 0, 1, 1), false), 0.0);
@@ -104,6 +107,8 @@ TEST(Geometry, FeetOfPerpendicularsAndTheirFallbacks)
     cv::Point2d foot(9, 9);
     getFooDrop({3, 5}, {0, 2}, {10, 2}, foot);
     expectPointNear(foot, {3, 2}, 1e-12);
+    getFooDrop({0, 0}, {2, 0}, {0, 2}, foot);
+    expectPointNear(foot, {1, 1}, 1e-12);
     getFooDrop({0, 0}, cv::Vec4d(-3, 3, 2, 0), foot); // unnormalised direction
     expectPointNear(foot, {1, 1}, 1e-12);
     getFooDrop({4, 7}, 1.0, 0.0, -2.0, foot); // x = 2
@@ -146,6 +151,7 @@ TEST(Geometry, OnSegmentRejectsOnlyOneSideOfTheLine)
 {
     const cv::Point2d a(0, 0), b(10, 0);
     EXPECT_TRUE(onSegement({5, 0}, a, b));
+    EXPECT_TRUE(onSegement(b, a, b));
     EXPECT_FALSE(onSegement({-0.5, 0}, a, b));
     // (b - a) x (b - p) is positive above the line on screen (y < 0): rejected there,
     // while a point far below but between the ends in projection passes.

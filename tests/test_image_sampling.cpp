@@ -83,6 +83,12 @@ TEST(CopyImage, PaddingBordersAndTheReturnedFlag)
     src(cv::Rect(0, 0, 2, 2)).copyTo(expected(cv::Rect(2, 2, 2, 2)));
     EXPECT_TRUE(identical(dst, expected));
 
+    cv::Rect bottomRight(8, 9, 3, 2);
+    EXPECT_TRUE(copyStaticROIImage(src, bottomRight, dst, 7));
+    expected = cv::Mat(2, 3, CV_8U, cv::Scalar(7));
+    src(cv::Rect(8, 9, 2, 1)).copyTo(expected(cv::Rect(0, 0, 2, 1)));
+    EXPECT_TRUE(identical(dst, expected));
+
     cv::Rect outside(20, 20, 3, 3);
     EXPECT_FALSE(copyStaticROIImage(src, outside, dst, 9));
     EXPECT_TRUE(identical(dst, cv::Mat(3, 3, CV_8U, cv::Scalar(9))));
@@ -133,7 +139,10 @@ TEST(CopyImage, UtilityVariantRefusesNegativeOriginsAndThinOverlaps)
     EXPECT_FALSE(copyStaticROIImage(src, thin, dst, 255));
     EXPECT_TRUE(identical(dst, src(thin)));
 
-    // Wider overlaps behave like the static copy.
+    // Wider overlaps behave like the static copy: plain copy inside, padding outside.
+    cv::Rect inside(2, 3, 4, 5);
+    UtilityFunctions::CopyImage(src, inside, dst, 0);
+    EXPECT_TRUE(identical(dst, src(inside)));
     cv::Rect bottomRight(8, 8, 4, 4);
     cv::Mat reference;
     copyStaticROIImage(src, bottomRight, reference, 5);

@@ -219,6 +219,7 @@ TEST(EdgeExtraction, PeaksPlateausEndsAndCounts)
         {"flat top centre", flatTop, 50, 0, 5, {11.0}, {11.0}},
         {"falling: first sample", {5, 3, 1, 0}, 10, 0, 5, {0.0}, {0.0}},
         {"minStrength above the top", {0, 1, 4, 3, 0}, 0, 4.5f, 5, {}, {}},
+        {"minStrength equal to the top", {0, 1, 4, 3, 0}, 0, 4.0f, 5, {2.25}, {2.25}},
         {"NaN thresholds", {0, 1, 4, 3, 0}, nan, nan, 5, {}, {}},
         {"first in scan order, not strongest", twoPeaks, 10, 0, 1, {5.0}, {15.0}},
         {"all in scan order", twoPeaks, 10, 0, 9, {5.0, 15.0}, {15.0, 5.0}},
