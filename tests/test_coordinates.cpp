@@ -39,6 +39,12 @@ cv::Mat plateWithMarker(cv::Point marker)
     return image;
 }
 
+void expectNear(double x, double y, cv::Point2d expected, double tolerance)
+{
+    EXPECT_NEAR(x, expected.x, tolerance);
+    EXPECT_NEAR(y, expected.y, tolerance);
+}
+
 cv::Point brightest(const cv::Mat& image)
 {
     cv::Point where;
@@ -54,8 +60,7 @@ TEST(CoordinateTransformer, PointsFollowTheClosedFormulaBothWays)
     CoordinateTransformer quarter = pose(0, 0, 0, 0, 0, 90);
     float x = 10, y = 0;
     transformInvertXY(x, y, quarter);
-    EXPECT_NEAR(x, 0, 1e-5);
-    EXPECT_NEAR(y, 10, 1e-5);
+    expectNear(x, y, {0, 10}, 1e-5);
 
     // Random poses: the inverse matches the formula, and the round trip returns the start.
     std::mt19937 rng(7);
@@ -67,11 +72,9 @@ TEST(CoordinateTransformer, PointsFollowTheClosedFormulaBothWays)
         float px = x0, py = y0;
         transformInvertXY(px, py, t);
         const cv::Point2d expected = toCurrent(t, x0, y0);
-        EXPECT_NEAR(px, expected.x, 2e-3);
-        EXPECT_NEAR(py, expected.y, 2e-3);
+        expectNear(px, py, expected, 2e-3);
         transformXY(px, py, t);
-        EXPECT_NEAR(px, x0, 2e-3);
-        EXPECT_NEAR(py, y0, 2e-3);
+        expectNear(px, py, {x0, y0}, 2e-3);
     }
 }
 
@@ -131,10 +134,7 @@ TEST(TransformImage, TransformerWarpAgreesWithTransformXY)
     CoordinateTransformer t = pose(40, 25, 0, 50, 35, 90);
     cv::Mat src = plateWithMarker({60, 35}), dst;
     transformImage(src, dst, t);
-    float x = 60, y = 35;
-    transformXY(x, y, t);
-    EXPECT_EQ(brightest(dst), cv::Point(static_cast<int>(std::lround(x)), static_cast<int>(std::lround(y))));
-    EXPECT_EQ(brightest(dst), cv::Point(40, 15));
+    EXPECT_EQ(brightest(dst), cv::Point(40, 15)); // where transformXY puts (60, 35)
 
     cv::Mat empty;
     EXPECT_THROW(transformImage(empty, dst, t), cv::Exception);
@@ -151,12 +151,10 @@ TEST(TransformPainter, PainterDrawsFromPoseAtToPose)
     const QTransform map = painter.transform();
 
     const QPointF origin = map.map(QPointF(30, 40));
-    EXPECT_NEAR(origin.x(), 120, 1e-4);
-    EXPECT_NEAR(origin.y(), 90, 1e-4);
+    expectNear(origin.x(), origin.y(), {120, 90}, 1e-4);
     // A step along +x from the from pose turns by 45 degrees clockwise on screen.
     const QPointF step = map.map(QPointF(40, 40)) - origin;
-    EXPECT_NEAR(step.x(), 10 * std::cos(kPi / 4), 1e-4);
-    EXPECT_NEAR(step.y(), 10 * std::sin(kPi / 4), 1e-4);
+    expectNear(step.x(), step.y(), {10 * std::cos(kPi / 4), 10 * std::sin(kPi / 4)}, 1e-4);
     painter.end();
 
     AlgorithmUtility::transformPainter(nullptr, from, to); // ignored
@@ -165,10 +163,7 @@ TEST(TransformPainter, PainterDrawsFromPoseAtToPose)
 TEST(CaptureMapping, GrabBeforePhotoTurnsTheReferencesAboutThePoint)
 {
     const QPointF p(100, 100), first(110, 100), second(200, 50);
-    const auto near = [](QPointF got, cv::Point2d expected) {
-        EXPECT_NEAR(got.x(), expected.x, 1e-3);
-        EXPECT_NEAR(got.y(), expected.y, 1e-3);
-    };
+    const auto near = [](QPointF got, cv::Point2d expected) { expectNear(got.x(), got.y(), expected, 1e-3); };
     // Without rotate the angles play no part.
     for (float angle : {0.0f, 37.0f, -170.0f})
         near(grabBeforePhoto(p, angle, 20, true, false, first, second, angle, 5), {190, 50});
@@ -188,18 +183,14 @@ TEST(CaptureMapping, PhotoBeforeGrabKeepsTheSignWhenMirrored)
 {
     const QPointF origin(0, 0);
     QPointF q = photoBeforeGrab(QPointF(10, 0), false, true, origin, origin, 90, 0, 0);
-    EXPECT_NEAR(q.x(), 0, 1e-5);
-    EXPECT_NEAR(q.y(), -10, 1e-5);
+    expectNear(q.x(), q.y(), {0, -10}, 1e-5);
     q = photoBeforeGrab(QPointF(10, 0), true, true, origin, origin, 90, 0, 0);
-    EXPECT_NEAR(q.x(), 0, 1e-5);
-    EXPECT_NEAR(q.y(), 10, 1e-5);
+    expectNear(q.x(), q.y(), {0, 10}, 1e-5);
 
     // Offsets move the point before it is mapped; without rotate the mapping is a shift.
     q = photoBeforeGrab(QPointF(50, 60), true, false, QPointF(5, 5), QPointF(20, -10), 90, 3, -4);
-    EXPECT_NEAR(q.x(), 68, 1e-4);
-    EXPECT_NEAR(q.y(), 41, 1e-4);
+    expectNear(q.x(), q.y(), {68, 41}, 1e-4);
     q = photoBeforeGrab(QPointF(50, 60), false, true, QPointF(5, 5), QPointF(20, -10), 30, 3, -4);
     const cv::Point2d expected = toCurrent(pose(5, 5, 0, 20, -10, -30), 53, 56);
-    EXPECT_NEAR(q.x(), expected.x, 1e-3);
-    EXPECT_NEAR(q.y(), expected.y, 1e-3);
+    expectNear(q.x(), q.y(), expected, 1e-3);
 }

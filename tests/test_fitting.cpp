@@ -118,19 +118,6 @@ TEST(FitLine, RobustTypesKeepToTheLineDespiteOutliers)
     EXPECT_NEAR(huber[3], 0.025, 1e-6);
 }
 
-TEST(FitLine, AdaptiveScaleTakesTheUpperMedian)
-{
-    // Residuals to the least-squares line y = 0 are 0, 0, 0, 2, 2, 4. The upper median 2
-    // gives c = 5.9: every Huber weight is 1 and the line stays. The lower median 0 would
-    // fall back to c = 1 and pull the line up.
-    std::vector<cv::Point2d> pts{{0, 0}, {5, 0}, {10, 0}, {5, 2}, {5, 2}, {5, -4}};
-    cv::Vec4d line;
-    fitLine(pts, line, FitLineHuber, 0);
-    EXPECT_EQ(line, cv::Vec4d(1, 0, 5, 0));
-    fitLine(pts, line, FitLineTukey, 0); // Tukey weights below 1 do move it
-    EXPECT_GT(line[3], 0.1);
-}
-
 namespace {
 
 // The reweighting rule transcribed directly, with a full sort for the median, to check
@@ -251,12 +238,9 @@ TEST(FitCircle, ExactPointsAreRecoveredByEveryType)
     ASSERT_TRUE(threePointFitCircle({{15.5, -7.25}, {12.5, -4.25}, {9.5, -7.25}, {99, 99}}, c, r));
     EXPECT_LT(cv::norm(c - cv::Point2d(12.5, -7.25)), 1e-12);
     EXPECT_NEAR(r, 3, 1e-12);
-    ASSERT_TRUE(threePointFitCircle({{42, 17}, {18, 41}, {-6, 17}}, c, r));
-    EXPECT_LT(cv::norm(c - cv::Point2d(18, 17)), 1e-12);
-    EXPECT_NEAR(r, 24, 1e-12);
 }
 
-TEST(FitCircle, RobustTypesIgnoreSpuriousEdgesAndRepeat)
+TEST(FitCircle, RobustTypesIgnoreSpuriousEdges)
 {
     // A noisy circle with every tenth point 15 px inside it.
     std::vector<cv::Point2d> pts = ellipsePoints({400, 300}, 120, 120, 0, 300, 0.05);
@@ -273,16 +257,6 @@ TEST(FitCircle, RobustTypesIgnoreSpuriousEdgesAndRepeat)
         ASSERT_TRUE(fitCircle(pts, c, r, type));
         EXPECT_LT(std::abs(r - 120), 0.1) << type;
         EXPECT_LT(cv::norm(c - cv::Point2d(400, 300)), 0.1) << type;
-
-        // The random draw restarts with every call: the same input gives the same circle
-        // whatever was fitted in between.
-        std::vector<cv::Point2d> other = ellipsePoints({10, 10}, 5, 5, 0, 37, 0.2);
-        cv::Point2d c2, unused;
-        double r2 = 0, unusedR = 0;
-        fitCircle(other, unused, unusedR, type);
-        ASSERT_TRUE(fitCircle(pts, c2, r2, type));
-        EXPECT_EQ(c2, c);
-        EXPECT_EQ(r2, r);
     }
 }
 

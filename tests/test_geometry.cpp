@@ -74,7 +74,6 @@ TEST(Geometry, AngleArithmeticCorrectsOnlyOnce)
 
     EXPECT_EQ(getAngleCalculation_360(350, 10, Addition), 360.0);
     EXPECT_EQ(getAngleCalculation_360(10, 20, Subtraction), 350.0);
-    EXPECT_EQ(getAngleCalculation_360(350, 20, Addition), 10.0);
     EXPECT_EQ(getAngleCalculation_360(700, 100, Addition), 440.0);
 }
 
@@ -154,7 +153,6 @@ TEST(Geometry, OnSegmentRejectsOnlyOneSideOfTheLine)
     EXPECT_TRUE(onSegement({5, 0}, a, b));
     EXPECT_TRUE(onSegement(b, a, b));
     EXPECT_FALSE(onSegement({-0.5, 0}, a, b));
-    EXPECT_FALSE(onSegement({10.5, 0}, a, b));
     // (b - a) x (b - p) is positive above the line on screen (y < 0): rejected there,
     // while a point far below but between the ends in projection passes.
     EXPECT_FALSE(onSegement({5, -1}, a, b));
@@ -265,7 +263,6 @@ TEST(Geometry, CirclePointsAreCounterClockwiseOnScreen)
     const cv::Point2d c(100, 50);
     expectPointNear(findCirclePoint(c, 10, 0), {110, 50}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, 90), {100, 40}, 1e-12);
-    expectPointNear(findCirclePoint(c, 10, 270), {100, 60}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, -90), {100, 60}, 1e-12);
     expectPointNear(findCirclePoint(c, 10, 450), {100, 40}, 1e-12);
     // Only one fold.

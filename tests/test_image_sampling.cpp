@@ -189,13 +189,6 @@ TEST(PolarWarp, SpansSensesAndLimits)
     std::vector<int> wedge = ringAt20(350, 10, 20, true);
     for (int i = 0; i < 20; ++i)
         EXPECT_TRUE(i <= 10 ? dark(wedge, i) : (i < 13 || bright(wedge, i))) << i;
-    wedge = ringAt20(-10, 370, 20, false); // the same angles, given outside [0, 360), backwards
-    for (int i = 0; i < 20; ++i)
-        EXPECT_TRUE(i >= 10 ? dark(wedge, i) : (i > 7 || bright(wedge, i))) << i;
-    // 10 to 80 stays inside the quadrant.
-    wedge = ringAt20(10, 80, 70, true);
-    for (int i = 0; i < 70; ++i)
-        EXPECT_TRUE(bright(wedge, i)) << i;
 
     // Output sizes at the limits leave dst untouched.
     cv::Mat dst(3, 3, CV_8U, cv::Scalar(9));
@@ -356,9 +349,6 @@ TEST(CriticalPoints, ChessboardCornersWithinOnePixel)
         EXPECT_LT(nearest, 1.0);
     for (size_t c = 0; c < corners.size(); ++c)
         EXPECT_FALSE(std::isnan(means[c].x)) << "no point at " << corners[c];
-    // Raster order of their pixels: a point lies within a pixel of its own.
-    for (size_t k = 1; k < points.size(); ++k)
-        EXPECT_GT(points[k].y, points[k - 1].y - 2.0f);
 
     // Corners on pixel borders are found symmetrically: the points average to the corner.
     std::vector<cv::Point2d> symmetric;

@@ -40,8 +40,6 @@ TEST(RoiShapes, CornersComeInStraighteningOrder)
     getCornerPoints(&turned, corners);
     EXPECT_NEAR(corners[0].x, 110, 1e-5);
     EXPECT_NEAR(corners[0].y, 30, 1e-5);
-    EXPECT_NEAR(corners[1].x, 110, 1e-5);
-    EXPECT_NEAR(corners[1].y, 70, 1e-5);
 
     // The polygon overload gives the same corners without the final narrowing.
     RotateRectROI fine(1000000.25, 0.125, 33, 7, 3);
