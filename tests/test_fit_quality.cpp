@@ -104,7 +104,7 @@ TEST(FitQuality, ExactPointsGiveZeroResidualsAndUncertainty)
 {
     LineFitQuality line;
     ASSERT_TRUE(getLineFitQuality(linePoints({100, 50}, 30.0, 20), {std::cos(kPi / 6), std::sin(kPi / 6), 100, 50},
-                                  line));
+                                  FitLineLeastSquares, 0, line));
     EXPECT_EQ(line.residuals.pointCount, 20);
     EXPECT_EQ(line.residuals.degreesOfFreedom, 18);
     EXPECT_NEAR(line.angle.value, 30.0, 1e-9);
@@ -115,7 +115,7 @@ TEST(FitQuality, ExactPointsGiveZeroResidualsAndUncertainty)
         EXPECT_NEAR(v, 0.0, 1e-9);
 
     CircleFitQuality circle;
-    ASSERT_TRUE(getCircleFitQuality(circlePoints({300, 200}, 40, 12, 90), {300, 200}, 40, circle));
+    ASSERT_TRUE(getCircleFitQuality(circlePoints({300, 200}, 40, 12, 90), {300, 200}, 40, FitCircleHuber, circle));
     EXPECT_EQ(circle.residuals.degreesOfFreedom, 9);
     EXPECT_EQ(circle.radius.value, 40);
     for (double v : {circle.residuals.maxAbs, circle.centreX.sigma, circle.centreY.sigma, circle.radius.sigma})
@@ -123,7 +123,7 @@ TEST(FitQuality, ExactPointsGiveZeroResidualsAndUncertainty)
 
     const cv::RotatedRect box({250, 180}, {90, 50}, 25);
     EllipseFitQuality ellipse;
-    ASSERT_TRUE(getEllipseFitQuality(ellipsePoints(box, 30), box, ellipse));
+    ASSERT_TRUE(getEllipseFitQuality(ellipsePoints(box, 30), box, FitEllipseTukey, 0, ellipse));
     EXPECT_EQ(ellipse.residuals.degreesOfFreedom, 25);
     EXPECT_EQ(ellipse.width.value, 90);
     EXPECT_EQ(ellipse.angle.value, 25);
@@ -175,7 +175,7 @@ void expectScatterMatches(const char* name, const ScatterCheck& check)
 TEST(FitQuality, ReportedUncertaintyMatchesScatterOverDraws)
 {
     cv::RNG rng(12345);
-    ScatterCheck angle, offset, cx, cy, radius, ex, ey, width, height, tilt;
+    ScatterCheck angle, offset, robustAngle, robustOffset, cx, cy, radius, ex, ey, width, height, tilt;
     const std::vector<cv::Point2d> line = linePoints({200, 300}, -20.0, 30);
     const std::vector<cv::Point2d> arc = circlePoints({400, 300}, 50, 40, 180);
     const cv::RotatedRect box({500, 400}, {100, 60}, 35);
@@ -185,18 +185,23 @@ TEST(FitQuality, ReportedUncertaintyMatchesScatterOverDraws)
         cv::Vec4d fittedLine;
         fitLine(points, fittedLine, FitLineLeastSquares, 0);
         LineFitQuality lq;
-        ASSERT_TRUE(getLineFitQuality(points, fittedLine, lq));
+        ASSERT_TRUE(getLineFitQuality(points, fittedLine, FitLineLeastSquares, 0, lq));
         angle.add(lq.angle.value, lq.angle.sigma);
         // The position across the true line at the anchor, where the sigma applies.
-        offset.add(cv::Point2d(-std::sin(-20 * kPi / 180), std::cos(-20 * kPi / 180)).dot(lq.anchor - line[0]),
-                   lq.offset.sigma);
+        const cv::Point2d normal(-std::sin(-20 * kPi / 180), std::cos(-20 * kPi / 180));
+        offset.add(normal.dot(lq.anchor - line[0]), lq.offset.sigma);
+        // Tukey's fit scatters more than least squares: its sigma must say so.
+        fitLine(points, fittedLine, FitLineTukey, 0);
+        ASSERT_TRUE(getLineFitQuality(points, fittedLine, FitLineTukey, 0, lq));
+        robustAngle.add(lq.angle.value, lq.angle.sigma);
+        robustOffset.add(normal.dot(lq.anchor - line[0]), lq.offset.sigma);
 
         points = noisy(arc, rng);
         cv::Point2d centre;
         double r = 0;
         ASSERT_TRUE(fitCircle(points, centre, r, FitCircleTaubin));
         CircleFitQuality cq;
-        ASSERT_TRUE(getCircleFitQuality(points, centre, r, cq));
+        ASSERT_TRUE(getCircleFitQuality(points, centre, r, FitCircleTaubin, cq));
         cx.add(centre.x, cq.centreX.sigma);
         cy.add(centre.y, cq.centreY.sigma);
         radius.add(r, cq.radius.sigma);
@@ -204,7 +209,7 @@ TEST(FitQuality, ReportedUncertaintyMatchesScatterOverDraws)
         points = noisy(ellipse, rng);
         const cv::RotatedRect fittedBox = cv::fitEllipseDirect(std::vector<cv::Point2f>(points.begin(), points.end()));
         EllipseFitQuality eq;
-        ASSERT_TRUE(getEllipseFitQuality(points, fittedBox, eq));
+        ASSERT_TRUE(getEllipseFitQuality(points, fittedBox, FitEllipseLeastSquares, 0, eq));
         ex.add(fittedBox.center.x, eq.centreX.sigma);
         ey.add(fittedBox.center.y, eq.centreY.sigma);
         width.add(fittedBox.size.width, eq.width.sigma);
@@ -213,6 +218,8 @@ TEST(FitQuality, ReportedUncertaintyMatchesScatterOverDraws)
     }
     expectScatterMatches("line angle", angle);
     expectScatterMatches("line offset", offset);
+    expectScatterMatches("Tukey line angle", robustAngle);
+    expectScatterMatches("Tukey line offset", robustOffset);
     expectScatterMatches("circle centre x", cx);
     expectScatterMatches("circle centre y", cy);
     expectScatterMatches("circle radius", radius);
@@ -227,23 +234,24 @@ TEST(FitQuality, UndeterminedShapesFailAndLeaveTheRecord)
 {
     CircleFitQuality circle;
     circle.radius.value = -1;
-    EXPECT_FALSE(getCircleFitQuality(circlePoints({0, 0}, 10, 3), {0, 0}, 10, circle)); // no degree of freedom
-    EXPECT_FALSE(getCircleFitQuality(linePoints({5, 5}, 10.0, 8), {5, 100}, 95, circle));
-    EXPECT_FALSE(getCircleFitQuality(circlePoints({0, 0}, 10, 8), {0, 0}, std::nan(""), circle));
+    EXPECT_FALSE(getCircleFitQuality(circlePoints({0, 0}, 10, 3), {0, 0}, 10, FitCircleLeastSquares, circle)); // no degree of freedom
+    EXPECT_FALSE(getCircleFitQuality(linePoints({5, 5}, 10.0, 8), {5, 100}, 95, FitCircleLeastSquares, circle));
+    EXPECT_FALSE(getCircleFitQuality(circlePoints({0, 0}, 10, 8), {0, 0}, std::nan(""), FitCircleLeastSquares, circle));
     EXPECT_EQ(circle.radius.value, -1);
 
     LineFitQuality line;
     line.angle.value = -1;
-    EXPECT_FALSE(getLineFitQuality({{1, 1}, {1, 1}, {1, 1}}, {1, 0, 1, 1}, line)); // angle undetermined
-    EXPECT_FALSE(getLineFitQuality(linePoints({0, 0}, 0.0, 5), {0, 0, 0, 0}, line));
+    EXPECT_FALSE(getLineFitQuality({{1, 1}, {1, 1}, {1, 1}}, {1, 0, 1, 1}, FitLineLeastSquares, 0, line)); // angle undetermined
+    EXPECT_FALSE(getLineFitQuality(linePoints({0, 0}, 0.0, 5), {0, 0, 0, 0}, FitLineLeastSquares, 0, line));
     EXPECT_EQ(line.angle.value, -1);
 
     // A circle's orientation is not determined, nor is an ellipse through collinear points.
     const cv::RotatedRect round({50, 50}, {40, 40}, 0);
     EllipseFitQuality ellipse;
     ellipse.angle.value = -1;
-    EXPECT_FALSE(getEllipseFitQuality(ellipsePoints(round, 20), round, ellipse));
-    EXPECT_FALSE(getEllipseFitQuality(linePoints({5, 5}, 10.0, 8), cv::RotatedRect({10, 6}, {20, 4}, 10), ellipse));
+    EXPECT_FALSE(getEllipseFitQuality(ellipsePoints(round, 20), round, FitEllipseLeastSquares, 0, ellipse));
+    EXPECT_FALSE(getEllipseFitQuality(linePoints({5, 5}, 10.0, 8), cv::RotatedRect({10, 6}, {20, 4}, 10),
+                                      FitEllipseLeastSquares, 0, ellipse));
     EXPECT_EQ(ellipse.angle.value, -1);
 }
 

@@ -106,15 +106,86 @@ double t95(int nu)
 // Covariance of a geometric least-squares fit
 // ---------------------------------------------------------------------------------
 
+// The weight function a fit used and its scale (> 0 fixed, otherwise adaptive).
+struct Weighting {
+    enum Kind { Unweighted, Huber, Tukey } kind;
+    double scale;
+};
+
+// The line and ellipse fit types share their values: 0 unweighted, 1 Huber, others Tukey.
+Weighting weightingOf(int type, double param)
+{
+    return {type == FitLineLeastSquares ? Weighting::Unweighted
+            : type == FitLineHuber      ? Weighting::Huber
+                                        : Weighting::Tukey,
+            param};
+}
+
+// The adaptive scale of the fits' robust weights, 2 * median / 0.6745 of the residual
+// magnitudes (1 when that vanishes). A magnitude that is not a number ranks last, as the
+// farthest point would. Requires at least one value.
+double adaptiveScale(std::vector<double> magnitudes)
+{
+    for (double& m : magnitudes)
+        if (std::isnan(m))
+            m = std::numeric_limits<double>::infinity();
+    const double c = 2.0 * (fitting_support::upperMedian(magnitudes.data(), static_cast<int>(magnitudes.size())) /
+                            0.6745);
+    return c > DBL_EPSILON ? c : 1.0;
+}
+
+double robustScale(const Eigen::VectorXd& residuals, double fixed)
+{
+    if (fixed > 0)
+        return fixed;
+    const Eigen::VectorXd magnitudes = residuals.cwiseAbs();
+    return adaptiveScale(std::vector<double>(magnitudes.data(), magnitudes.data() + magnitudes.size()));
+}
+
+// Variance factor of the M-estimator with the given weighting: K^2 * sum(psi^2) / (n - p)
+// / mean(psi')^2, which is sum(r^2) / (n - p) for unweighted fits. NaN when the weights
+// leave no information (mean(psi') not above 0).
+double varianceFactor(const Eigen::VectorXd& residuals, Eigen::Index parameters, const Weighting& weighting)
+{
+    const Eigen::Index n = residuals.size();
+    if (weighting.kind == Weighting::Unweighted)
+        return residuals.squaredNorm() / static_cast<double>(n - parameters);
+    const double c = robustScale(residuals, weighting.scale);
+    double psiSquares = 0, slopeSum = 0, slopeSquares = 0;
+    for (Eigen::Index i = 0; i < n; ++i) {
+        const double r = residuals(i), u = r / c;
+        double psi = 0, slope = 0;
+        if (weighting.kind == Weighting::Huber) {
+            const bool inside = std::abs(r) <= c;
+            psi = inside ? r : std::copysign(c, r);
+            slope = inside ? 1.0 : 0.0;
+        } else if (std::abs(r) <= c) {
+            const double v = 1.0 - u * u;
+            psi = r * v * v;
+            slope = v * (1.0 - 5.0 * u * u);
+        }
+        psiSquares += psi * psi;
+        slopeSum += slope;
+        slopeSquares += slope * slope;
+    }
+    const double meanSlope = slopeSum / n;
+    if (!(meanSlope > 0))
+        return std::numeric_limits<double>::quiet_NaN();
+    const double slopeVariance = std::max(0.0, slopeSquares / n - meanSlope * meanSlope);
+    const double k = 1.0 + static_cast<double>(parameters) / n * slopeVariance / (meanSlope * meanSlope);
+    return k * k * psiSquares / static_cast<double>(n - parameters) / (meanSlope * meanSlope);
+}
+
 // Residual statistics and standard uncertainties of the parameters, from the residuals
-// and their derivatives J (one row per point). False when J^T J is too ill-conditioned
+// and their derivatives J (one row per point), for a fit with the given weighting. False when J^T J is too ill-conditioned
 // to invert: then the points do not determine every parameter. The parameters mix units
 // (pixels, radians), so the condition is judged with each column of J multiplied by
 // scale: radians by a length of the shape, which turns every parameter into a
 // displacement in pixels. A normalisation per column alone would hide a parameter that
 // no point can feel (an ellipse's angle at equal axes) behind rounding noise.
 bool parameterUncertainty(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd& residuals,
-                          const Eigen::VectorXd& scale, FitResiduals& stats, Eigen::VectorXd& sigma)
+                          const Eigen::VectorXd& scale, const Weighting& weighting, FitResiduals& stats,
+                          Eigen::VectorXd& sigma)
 {
     const Eigen::Index n = jacobian.rows(), p = jacobian.cols();
     const Eigen::MatrixXd scaled = scale.asDiagonal() * (jacobian.transpose() * jacobian) * scale.asDiagonal();
@@ -131,7 +202,9 @@ bool parameterUncertainty(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd
 
     const double sumSquares = residuals.squaredNorm();
     const int dof = static_cast<int>(n - p);
-    const double variance = sumSquares / dof;
+    const double variance = varianceFactor(residuals, p, weighting);
+    if (!std::isfinite(variance))
+        return false;
     sigma.resize(p);
     for (Eigen::Index k = 0; k < p; ++k)
         sigma(k) = std::sqrt(variance * inverseScaled(k, k)) * scale(k);
@@ -293,7 +366,8 @@ bool getStudentTQuantile(double probability, int degreesOfFreedom, double& quant
     return true;
 }
 
-bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& line, LineFitQuality& quality)
+bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& line, FitLineType type,
+                       double param, LineFitQuality& quality)
 {
     if (points.size() < 3 || !finitePoints(points) || !usableLine(line))
         return false;
@@ -323,7 +397,8 @@ bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& 
         return false;
     FitResiduals stats;
     Eigen::VectorXd sigma;
-    if (!parameterUncertainty(jacobian, residuals, Eigen::Vector2d(1.0 / extent, 1.0), stats, sigma))
+    if (!parameterUncertainty(jacobian, residuals, Eigen::Vector2d(1.0 / extent, 1.0), weightingOf(type, param), stats,
+                              sigma))
         return false;
     quality.residuals = stats;
     quality.angle = fitted(std::atan2(u.y, u.x) * kDegreesPerRadian, sigma(0) * kDegreesPerRadian, stats.t95);
@@ -333,11 +408,15 @@ bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& 
 }
 
 bool getCircleFitQuality(const std::vector<cv::Point2d>& points, cv::Point2d centre, double radius,
-                         CircleFitQuality& quality)
+                         FitCircleType type, CircleFitQuality& quality)
 {
     if (points.size() < 4 || !finitePoints(points) || !std::isfinite(centre.x) || !std::isfinite(centre.y) ||
         !std::isfinite(radius) || !(radius > 0) || collinear(points))
         return false;
+    const Weighting circleWeighting{type == FitCircleHuber   ? Weighting::Huber
+                                    : type == FitCircleTukey ? Weighting::Tukey
+                                                             : Weighting::Unweighted,
+                                    0.0};
     const Eigen::Index count = static_cast<Eigen::Index>(points.size());
     Eigen::MatrixXd jacobian(count, 3);
     Eigen::VectorXd residuals(count);
@@ -353,7 +432,7 @@ bool getCircleFitQuality(const std::vector<cv::Point2d>& points, cv::Point2d cen
     }
     FitResiduals stats;
     Eigen::VectorXd sigma;
-    if (!parameterUncertainty(jacobian, residuals, Eigen::Vector3d::Ones(), stats, sigma))
+    if (!parameterUncertainty(jacobian, residuals, Eigen::Vector3d::Ones(), circleWeighting, stats, sigma))
         return false;
     quality.residuals = stats;
     quality.centreX = fitted(centre.x, sigma(0), stats.t95);
@@ -362,8 +441,8 @@ bool getCircleFitQuality(const std::vector<cv::Point2d>& points, cv::Point2d cen
     return true;
 }
 
-bool getEllipseFitQuality(const std::vector<cv::Point2d>& points, const cv::RotatedRect& box,
-                          EllipseFitQuality& quality)
+bool getEllipseFitQuality(const std::vector<cv::Point2d>& points, const cv::RotatedRect& box, FitEllipseType type,
+                          double param, EllipseFitQuality& quality)
 {
     if (points.size() < 6 || !finitePoints(points) || !usableBox(box) || collinear(points))
         return false;
@@ -386,7 +465,7 @@ bool getEllipseFitQuality(const std::vector<cv::Point2d>& points, const cv::Rota
     scale(4) = 1.0 / std::max(frame.a, frame.b); // the angle as a displacement at the rim
     FitResiduals stats;
     Eigen::VectorXd sigma;
-    if (!parameterUncertainty(jacobian, residuals, scale, stats, sigma))
+    if (!parameterUncertainty(jacobian, residuals, scale, weightingOf(type, param), stats, sigma))
         return false;
     quality.residuals = stats;
     quality.centreX = fitted(box.center.x, sigma(0), stats.t95);
@@ -479,16 +558,10 @@ int markTukeyInliers(std::vector<PointDiagnostic>& diagnostics, double scale)
 {
     if (diagnostics.empty())
         return 0;
-    double c = scale;
-    if (!(scale > 0)) {
-        // A residual that is not a number ranks last, as the farthest point would.
-        std::vector<double> magnitudes;
-        for (const PointDiagnostic& d : diagnostics)
-            magnitudes.push_back(std::isnan(d.residual) ? std::numeric_limits<double>::infinity()
-                                                         : std::abs(d.residual));
-        c = 2.0 * (fitting_support::upperMedian(magnitudes.data(), static_cast<int>(magnitudes.size())) / 0.6745);
-        if (!(c > DBL_EPSILON))
-            c = 1.0;
-    }
-    return markInliersWithin(diagnostics, c);
+    if (scale > 0)
+        return markInliersWithin(diagnostics, scale);
+    std::vector<double> magnitudes;
+    for (const PointDiagnostic& d : diagnostics)
+        magnitudes.push_back(std::abs(d.residual));
+    return markInliersWithin(diagnostics, adaptiveScale(std::move(magnitudes)));
 }

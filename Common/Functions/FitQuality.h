@@ -16,6 +16,15 @@
 /// errors that these figures do not contain. The 95 % interval half-width is t * sigma,
 /// t the two-sided 95 % quantile of Student's t on n - p degrees of freedom.
 ///
+/// A robust fit (Huber or Tukey weights) down-weights far points, which changes both
+/// what the residuals say about the noise and how much the fit scatters. For those the
+/// quality takes the fit's type and uses the covariance of an M-estimator (Huber's
+/// sandwich form): K^2 * [sum(psi(r)^2) / (n - p)] / [mean(psi'(r))]^2 times the inverse
+/// normal matrix, psi(r) = w(r) * r with the fit's weight function w at the scale c of
+/// the final residuals (the fits' own rule: a fixed scale, or 2 * median(|r|) / 0.6745)
+/// and K = 1 + (p / n) * var(psi') / mean(psi')^2. Unweighted fits reduce to the plain
+/// form above. Points a Tukey weighting rejects add nothing to it.
+///
 /// Conventions: image coordinates in pixels, x right, y down; angles in degrees, a
 /// positive angle turning +x towards +y (clockwise on screen). Failures return false
 /// and leave the output record as it was: no NaN or infinity is ever written into it.
@@ -110,31 +119,41 @@ struct PointDiagnostic {
 /// strictly between 0 and 1.
 FUNCTIONS_EXPORT bool getStudentTQuantile(double probability, int degreesOfFreedom, double& quantile);
 
-/// Quality of line (vx, vy, x0, y0) as a fit to points. The direction need not have
-/// unit length.
+/// Quality of line (vx, vy, x0, y0) as a fit to points by fitLine with type and param
+/// (the robust scale: > 0 fixed in pixels, otherwise adaptive). The direction need not
+/// have unit length.
 ///
 /// Returns false, quality untouched, for fewer than 3 points (no degree of freedom),
-/// a non-finite coordinate or line, a zero direction, or points that all project to one
-/// spot on the line (the angle is then undetermined).
+/// a non-finite coordinate or line, a zero direction, points that all project to one
+/// spot on the line (the angle is then undetermined), or robust weights that leave no
+/// information (every point beyond a Tukey scale).
 FUNCTIONS_EXPORT bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& line,
-                                        LineFitQuality& quality);
+                                        FitLineType type, double param, LineFitQuality& quality);
 
-/// Quality of the circle (centre, radius) as a fit to points.
+/// Quality of the circle (centre, radius) as a fit to points by fitCircle with type:
+/// FitCircleHuber and FitCircleTukey weight with the adaptive scale, every other type
+/// counts as unweighted (the Taubin fit approximates the geometric one).
 ///
 /// Returns false, quality untouched, for fewer than 4 points, a non-finite coordinate,
-/// centre or radius, a radius not above 0, collinear points, a point at the centre, or a
-/// normal matrix too ill-conditioned to invert (reciprocal condition number below 1e-12).
+/// centre or radius, a radius not above 0, collinear points, a point at the centre, a
+/// normal matrix too ill-conditioned to invert (reciprocal condition number below
+/// 1e-12), or robust weights that leave no information.
 FUNCTIONS_EXPORT bool getCircleFitQuality(const std::vector<cv::Point2d>& points, cv::Point2d centre, double radius,
-                                          CircleFitQuality& quality);
+                                          FitCircleType type, CircleFitQuality& quality);
 
-/// Quality of the ellipse box (as fitEllipse gives it) as a fit to points. The residual
-/// of a point is its distance to the nearest point of the ellipse.
+/// Quality of the ellipse box (as fitEllipse gives it) as a fit to points by fitEllipse
+/// with type and param. The residual of a point is its distance to the nearest point of
+/// the ellipse; the robust weights are taken on these geometric residuals, whereas the
+/// fit itself weights by algebraic ones, so for robust types the figures approximate.
+/// fitEllipse truncates the axes to whole pixels: that rounding is part of the residuals
+/// and widens every interval.
 ///
 /// Returns false, quality untouched, for fewer than 6 points, a non-finite coordinate or
-/// box, an axis not above 0, or an ill-conditioned normal matrix: collinear points, and
-/// equal axes, whose orientation no point can tell.
+/// box, an axis not above 0, an ill-conditioned normal matrix (collinear points; equal
+/// axes, whose orientation no point can tell), or robust weights that leave no
+/// information.
 FUNCTIONS_EXPORT bool getEllipseFitQuality(const std::vector<cv::Point2d>& points, const cv::RotatedRect& box,
-                                           EllipseFitQuality& quality);
+                                           FitEllipseType type, double param, EllipseFitQuality& quality);
 
 /// Width statistics of the edge pairs of param (after clcMulEdgePoints): the width of
 /// pair k is the distance from firstEdges[k] to secondEdges[k] along the scan, that is
