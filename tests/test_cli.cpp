@@ -178,7 +178,7 @@ TEST_F(Cli, BadInputExitsWithTwoAndNamesTheFault)
         {run1 + path("typed.json"), "'threshold' must be an integer"},
         {run1 + path("unknown.json"), "unknown parameter 'treshold'"},
         {run1 + path("noroi.json"), "missing 'roi'"},
-        {run1 + path("outside.json"), "roi lies outside the image"},
+        {run1 + path("outside.json"), "crosses the right border by 15.50 px"},
         {run1 + path("wrongshape.json"), "type 'ring' is not accepted"},
         {run1 + path("choice.json"), "'transition' must be one of"},
         {"run --image " + path("step.png") + " --tool nosuchtool --params " + path("params.json"),

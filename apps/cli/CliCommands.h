@@ -1,7 +1,7 @@
 #pragma once
 
 // The sub-commands of functions-cli. Each returns the process exit status and throws
-// cli::UsageError for bad input (main prints it and exits with 2).
+// frontend::InputError for bad input (main prints it and exits with 2).
 
 #include <string>
 

@@ -1,7 +1,7 @@
 // functions-cli: runs the library's tools without writing a host.
 
 #include "CliCommands.h"
-#include "CliTool.h"
+#include "ToolDefinition.h"
 #include "Demo.h"
 
 #include <CLI/CLI.hpp>
@@ -53,8 +53,13 @@ int main(int argc, char** argv)
             return cli::runTool(image, tool, params, overlay);
         if (*batchCommand)
             return cli::runBatch(folder, params, tool, jobs, out);
-    } catch (const cli::UsageError& e) {
+    } catch (const frontend::InputError& e) {
         std::cerr << "functions-cli: " << e.what() << "\n";
+        return 2;
+    } catch (const std::exception& e) {
+        // Anything else (OpenCV, the JSON library, memory) is still one message and status 2,
+        // never an abort.
+        std::cerr << "functions-cli: unexpected error: " << e.what() << "\n";
         return 2;
     }
     return 2;

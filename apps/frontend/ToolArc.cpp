@@ -1,10 +1,11 @@
-// functions-cli adapter of the arc tool.
+// Front-end adapter of the arc tool.
 
 #include "CircleToolSupport.h"
+#include "ToolAdapters.h"
 
 #include <Functions.h>
 
-namespace cli {
+namespace frontend {
 namespace {
 
 ToolResult runArc(ToolInput& input)
@@ -28,15 +29,18 @@ ToolResult runArc(ToolInput& input)
     return result;
 }
 
-const ToolRegistration registration({
-    "arc",
-    "Circle fitted to edge points inside an arc and the part of it the arc covers; outputs centre [x, y], radius, "
-    "startAngle and endAngle (degrees counter-clockwise, y up) and edgePoints",
-    {"arc"},
-    circleFamilyParams(),
-    runArc,
-    drawCircleFamily,
-});
-
 } // namespace
-} // namespace cli
+
+ToolDefinition arcTool()
+{
+    return {
+        "arc",
+        "Circle fitted to edge points inside an arc and the part of it the arc covers; outputs centre [x, y], radius, "
+        "startAngle and endAngle (degrees counter-clockwise, y up) and edgePoints",
+        {"arc"},
+        circleFamilyParams(),
+        runArc,
+        drawCircleFamily,
+    };
+}
+} // namespace frontend

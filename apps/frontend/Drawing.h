@@ -1,7 +1,8 @@
 #pragma once
 
-// Drawing of rings, arcs and measured circles, shared by the circle and arc demo steps
-// and their functions-cli adapters. Angles are degrees counter-clockwise with y up, as the
+// Drawing of ROIs and results onto pictures, shared by the tools' overlays and the demo.
+// Positions are image coordinates (x right, y down, pixel centres at integers) drawn with
+// sub-pixel precision; ring and arc angles are degrees counter-clockwise with y up, as the
 // ROIs give them; colours are BGR.
 
 #include <FunctionsDef.h>
@@ -10,7 +11,11 @@
 
 #include <vector>
 
-namespace demo {
+namespace frontend {
+
+const cv::Scalar kRoiColour(255, 200, 0);
+const cv::Scalar kFoundColour(0, 0, 255);
+const cv::Scalar kTruthColour(0, 200, 0);
 
 /// Maps image coordinates onto a picture: an enlarged crop, or the image itself.
 struct View {
@@ -32,6 +37,12 @@ std::vector<cv::Point2d> circleArc(cv::Point2d centre, double radius, double fro
 void drawPolyline(cv::Mat& canvas, const View& view, const std::vector<cv::Point2d>& points, bool closed,
                   const cv::Scalar& colour);
 
+/// A closed polygon through image points, drawn on the image itself.
+void drawPolygon(cv::Mat& canvas, const std::vector<cv::Point2d>& corners, const cv::Scalar& colour);
+
+/// A cross of half-size `size` pixels centred on an image point.
+void drawCross(cv::Mat& canvas, cv::Point2d p, const cv::Scalar& colour, int size = 6);
+
 /// Both circles of a ring ROI.
 void drawRingRoi(cv::Mat& canvas, const View& view, const RingROI& ring, const cv::Scalar& colour);
 
@@ -42,4 +53,4 @@ void drawArcRoi(cv::Mat& canvas, const View& view, const ArcROI& arc, const cv::
 void drawEdgePoints(cv::Mat& canvas, const View& view, const std::vector<cv::Point2d>& points,
                     const cv::Scalar& colour);
 
-} // namespace demo
+} // namespace frontend

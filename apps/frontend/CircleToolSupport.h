@@ -1,11 +1,11 @@
 #pragma once
 
-// What the circle and arc adapters of functions-cli share: the seven caliper settings
+// What the circle and arc adapters of the front ends share: the seven caliper settings
 // their records start with, the options of their fitting entries, and the drawing.
 
-#include "CliTool.h"
+#include "ToolDefinition.h"
 
-namespace cli {
+namespace frontend {
 
 /// Parameters of the circle-family tools, in record order, then the fit options.
 std::vector<ParamDefinition> circleFamilyParams();
@@ -14,4 +14,4 @@ std::vector<ParamDefinition> circleFamilyParams();
 /// found with its centre.
 void drawCircleFamily(cv::Mat& picture, const ToolInput& input, const ToolResult& result);
 
-} // namespace cli
+} // namespace frontend

@@ -1,17 +1,22 @@
-#include "CircleDrawing.h"
-
-#include "Demo.h"
+#include "Drawing.h"
 
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
 
-namespace demo {
+namespace frontend {
 
 namespace {
 constexpr double kPi = 3.141592653589793;
+// Fixed-point with 4 fractional bits so sub-pixel positions show in the drawings.
 constexpr int kFractionBits = 4;
+
+cv::Point toPixel(cv::Point2d p)
+{
+    return cv::Point(static_cast<int>(std::lround(p.x * (1 << kFractionBits))),
+                     static_cast<int>(std::lround(p.y * (1 << kFractionBits))));
+}
 } // namespace
 
 cv::Mat zoomedAround(const cv::Mat& picture, cv::Point2d centre, int halfSide, int factor, View& view)
@@ -46,12 +51,22 @@ void drawPolyline(cv::Mat& canvas, const View& view, const std::vector<cv::Point
                   const cv::Scalar& colour)
 {
     std::vector<cv::Point> fixed;
-    for (const cv::Point2d& p : points) {
-        const cv::Point2d q = view(p);
-        fixed.emplace_back(static_cast<int>(std::lround(q.x * (1 << kFractionBits))),
-                           static_cast<int>(std::lround(q.y * (1 << kFractionBits))));
-    }
+    for (const cv::Point2d& p : points)
+        fixed.push_back(toPixel(view(p)));
     cv::polylines(canvas, fixed, closed, colour, 1, cv::LINE_AA, kFractionBits);
+}
+
+void drawPolygon(cv::Mat& canvas, const std::vector<cv::Point2d>& corners, const cv::Scalar& colour)
+{
+    drawPolyline(canvas, View(), corners, true, colour);
+}
+
+void drawCross(cv::Mat& canvas, cv::Point2d p, const cv::Scalar& colour, int size)
+{
+    const cv::Point c = toPixel(p);
+    const int s = size << kFractionBits;
+    cv::line(canvas, c - cv::Point(s, 0), c + cv::Point(s, 0), colour, 1, cv::LINE_AA, kFractionBits);
+    cv::line(canvas, c - cv::Point(0, s), c + cv::Point(0, s), colour, 1, cv::LINE_AA, kFractionBits);
 }
 
 void drawRingRoi(cv::Mat& canvas, const View& view, const RingROI& ring, const cv::Scalar& colour)
@@ -77,4 +92,4 @@ void drawEdgePoints(cv::Mat& canvas, const View& view, const std::vector<cv::Poi
         drawCross(canvas, view(p), colour, 2);
 }
 
-} // namespace demo
+} // namespace frontend
