@@ -14,8 +14,8 @@ bash "$root/scripts/install-deps.sh"
 # something without a \defgroup (or \addtogroup) unlisted.
 missing=()
 for header in "$root"/Common/Functions/*.h "$root"/Common/Functions/*.h.in; do
-  if ! grep -q '\\file' "$header" || { grep -qE '^(FUNCTIONS_EXPORT|struct|class|enum|namespace) ' "$header" &&
-      ! grep -qE '\\(defgroup|addtogroup|ingroup) ' "$header"; }; then
+  if ! grep -qE '[\\@]file' "$header" || { grep -qE '^(FUNCTIONS_EXPORT|struct|class|enum|namespace) ' "$header" &&
+      ! grep -qE '[\\@](defgroup|addtogroup|ingroup) ' "$header"; }; then
     missing+=("${header#"$root"/}")
   fi
 done
