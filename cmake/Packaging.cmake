@@ -14,7 +14,8 @@
 # Adding a package is one call, anywhere in the tree, plus install rules naming its
 # component:
 #   functions_add_package(python NAME python3-functions SECTION python DEPENDS runtime
-#     SUMMARY "Python bindings of the Functions measurement library")
+#     DEBIAN_DEPENDS python3 SUMMARY "Python bindings of the Functions measurement library")
+# (an extension module does not link libpython, so no binary names the interpreter).
 #   functions_install_program(functions_python COMPONENT python
 #     DESTINATION ${CMAKE_INSTALL_LIBDIR}/python3/dist-packages)
 
