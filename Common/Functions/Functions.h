@@ -5,6 +5,7 @@
 #include "FunctionsDef.h"
 
 #include "CaptureMapping.h"
+#include "CircleDiameterTool.h"
 #include "CircleTools.h"
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
