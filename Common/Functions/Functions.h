@@ -9,6 +9,7 @@
 #include "CircleTools.h"
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
+#include "FitQuality.h"
 #include "Fitting.h"
 #include "Geometry.h"
 #include "ImageSampling.h"

@@ -1,6 +1,6 @@
 #include "CliCommands.h"
 
-#include "CliTool.h"
+#include "ToolDefinition.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -19,23 +19,17 @@ namespace fs = std::filesystem;
 
 namespace cli {
 
-namespace {
+using namespace frontend;
 
-std::string choiceList(const ParamDefinition& definition)
-{
-    std::string out;
-    for (size_t i = 0; i < definition.choices.size(); ++i)
-        out += (i ? "|" : "") + definition.choices[i];
-    return out;
-}
+namespace {
 
 std::string typeLabel(const ParamDefinition& definition)
 {
     switch (definition.type) {
-    case ParamType::Integer: return "int";
-    case ParamType::Number: return "number";
-    case ParamType::Boolean: return "bool";
-    case ParamType::Choice: return choiceList(definition);
+    case ParamType::Integer: return "int " + definition.allowedText();
+    case ParamType::Number: return "number " + definition.allowedText();
+    case ParamType::Boolean:
+    case ParamType::Choice: return definition.allowedText();
     }
     return "";
 }
@@ -57,13 +51,13 @@ void writeWhole(const std::string& path, const std::string& text)
     {
         std::ofstream out(temporary, std::ios::trunc);
         if (!(out << text) || !out.flush())
-            throw UsageError(path + ": cannot write");
+            throw InputError(path + ": cannot write");
     }
     std::error_code ec;
     fs::rename(temporary, path, ec);
     if (ec) {
         fs::remove(temporary, ec);
-        throw UsageError(path + ": cannot write");
+        throw InputError(path + ": cannot write");
     }
 }
 
@@ -97,15 +91,17 @@ int listTools()
 }
 
 int runTool(const std::string& imagePath, const std::string& toolName, const std::string& paramsPath,
-            const std::string& overlayPath)
+            const std::string& overlayPath, bool compact)
 {
     const ToolDefinition& tool = findTool(toolName);
     const json parameters = loadParameters(paramsPath);
     const cv::Mat image = loadImage(imagePath);
-    ToolInput input = prepareInput(tool, parameters, image, paramsPath);
+    ToolInput input = prepareInput(tool, parameters, image, paramsPath, imagePath);
 
     ToolResult result;
-    const json record = runRecord(tool, input, imagePath, result);
+    json record = runRecord(tool, input, imagePath, result);
+    if (compact && record.contains("diagnostics"))
+        record["diagnostics"].erase("points");
     if (!overlayPath.empty()) {
         cv::Mat picture;
         cv::cvtColor(image, picture, image.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_RGB2BGR);
@@ -118,7 +114,7 @@ int runTool(const std::string& imagePath, const std::string& toolName, const std
             written = false;
         }
         if (!written)
-            throw UsageError(overlayPath + ": cannot write the overlay picture (use a .png path in a writable folder)");
+            throw InputError(overlayPath + ": cannot write the overlay picture (use a .png path in a writable folder)");
     }
     std::cout << record.dump(2) << std::endl;
     return 0;
@@ -130,21 +126,21 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
     const ToolDefinition& tool = findTool(toolName);
     const json parameters = loadParameters(paramsPath);
     if (jobs < 1)
-        throw UsageError("--jobs must be at least 1, got " + std::to_string(jobs));
+        throw InputError("--jobs must be at least 1, got " + std::to_string(jobs));
 
     std::error_code ec;
     if (!fs::is_directory(folder, ec))
-        throw UsageError(folder + ": not a folder");
+        throw InputError(folder + ": not a folder");
     std::vector<std::string> images;
     for (const fs::directory_entry& entry : fs::directory_iterator(folder, ec))
         if (entry.is_regular_file() && isImageFile(entry.path()))
             images.push_back(entry.path().string());
     if (images.empty())
-        throw UsageError(folder + ": no images (png, bmp, jpg, tif) found");
+        throw InputError(folder + ": no images (png, bmp, jpg, tif) found");
     std::sort(images.begin(), images.end());
 
     // Settings errors are the same for every image: report them once, before any work.
-    prepareInput(tool, parameters, loadImage(images.front()), paramsPath);
+    prepareInput(tool, parameters, loadImage(images.front()), paramsPath, images.front());
 
     std::vector<json> records(images.size());
     std::vector<double> times(images.size(), 0.0);
@@ -155,7 +151,7 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
         for (size_t i = next++; i < images.size(); i = next++) {
             try {
                 const cv::Mat image = loadImage(images[i]);
-                ToolInput input = prepareInput(tool, parameters, image, paramsPath);
+                ToolInput input = prepareInput(tool, parameters, image, paramsPath, images[i]);
                 ToolResult result;
                 records[i] = runRecord(tool, input, images[i], result);
                 times[i] = result.microseconds;

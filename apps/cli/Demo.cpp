@@ -26,12 +26,6 @@ std::vector<Step>& registry()
     return steps;
 }
 
-cv::Point toPixel(cv::Point2d p)
-{
-    // Fixed-point with 4 fractional bits so sub-pixel positions show in the drawings.
-    return cv::Point(static_cast<int>(std::lround(p.x * 16)), static_cast<int>(std::lround(p.y * 16)));
-}
-
 } // namespace
 
 bool Measurement::passed() const
@@ -66,22 +60,6 @@ bool Context::savePicture(const std::string& name, const cv::Mat& picture)
 {
     const std::string path = (std::filesystem::path(outDir_) / (name + ".png")).string();
     return cv::imwrite(path, picture);
-}
-
-void drawPolygon(cv::Mat& canvas, const std::vector<cv::Point2d>& corners, const cv::Scalar& colour)
-{
-    std::vector<cv::Point> pts;
-    for (const cv::Point2d& p : corners)
-        pts.push_back(toPixel(p));
-    cv::polylines(canvas, pts, true, colour, 1, cv::LINE_AA, 4);
-}
-
-void drawCross(cv::Mat& canvas, cv::Point2d p, const cv::Scalar& colour, int size)
-{
-    const cv::Point c = toPixel(p);
-    const int s = size * 16;
-    cv::line(canvas, c - cv::Point(s, 0), c + cv::Point(s, 0), colour, 1, cv::LINE_AA, 4);
-    cv::line(canvas, c - cv::Point(0, s), c + cv::Point(0, s), colour, 1, cv::LINE_AA, 4);
 }
 
 int runDemo(const std::string& outDir)

@@ -4,6 +4,7 @@
 // reporting measured values against the scene's truth.
 
 #include "DemoScene.h"
+#include "Drawing.h"
 
 #include <opencv2/core.hpp>
 
@@ -64,12 +65,18 @@ struct StepRegistration {
 /// 1 when one is not, 2 when outDir cannot be written.
 int runDemo(const std::string& outDir);
 
-// Drawing helpers shared by the steps (BGR colours).
-void drawPolygon(cv::Mat& canvas, const std::vector<cv::Point2d>& corners, const cv::Scalar& colour);
-void drawCross(cv::Mat& canvas, cv::Point2d p, const cv::Scalar& colour, int size = 6);
-
-const cv::Scalar kRoiColour(255, 200, 0);
-const cv::Scalar kFoundColour(0, 0, 255);
-const cv::Scalar kTruthColour(0, 200, 0);
+// The steps draw with the tools' own overlay helpers.
+using frontend::circleArc;
+using frontend::drawArcRoi;
+using frontend::drawCross;
+using frontend::drawEdgePoints;
+using frontend::drawPolygon;
+using frontend::drawPolyline;
+using frontend::drawRingRoi;
+using frontend::kFoundColour;
+using frontend::kRoiColour;
+using frontend::kTruthColour;
+using frontend::View;
+using frontend::zoomedAround;
 
 } // namespace demo

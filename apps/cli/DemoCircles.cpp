@@ -1,7 +1,7 @@
 // Demo steps: the circle tool on the plate's bored hole and the arc tool on part of the
 // round boss's rim.
 
-#include "CircleDrawing.h"
+#include "Drawing.h"
 #include "Demo.h"
 
 #include <Functions.h>

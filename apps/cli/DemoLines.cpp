@@ -1,7 +1,7 @@
 // Demo step: the line tool on three of the plate's straight edges, and the line pair tool
 // on its two long edges, whose central line is the plate's own centre line.
 
-#include "CliTool.h"
+#include "ToolDefinition.h"
 #include "Demo.h"
 
 #include <Functions.h>
@@ -111,7 +111,7 @@ void drawSegment(cv::Mat& canvas, const std::vector<cv::Point2d>& ends, const cv
 
 void drawRun(cv::Mat& canvas, EdgeRun& run)
 {
-    drawPolygon(canvas, cli::roiOutline(run.roi), kRoiColour);
+    drawPolygon(canvas, frontend::roiOutline(run.roi), kRoiColour);
     for (const cv::Point2d& p : run.param.edgePoints)
         drawCross(canvas, p, kFoundColour, 2);
     if (run.found)

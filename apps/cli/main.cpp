@@ -1,7 +1,7 @@
 // functions-cli: runs the library's tools without writing a host.
 
 #include "CliCommands.h"
-#include "CliTool.h"
+#include "ToolDefinition.h"
 #include "Demo.h"
 
 #include <CLI/CLI.hpp>
@@ -28,6 +28,8 @@ int main(int argc, char** argv)
     runCommand->add_option("--tool", tool, "Tool name (see 'tools')")->required();
     runCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)")->required();
     runCommand->add_option("--overlay", overlay, "Write an annotated picture (png)");
+    bool compact = false;
+    runCommand->add_flag("--compact", compact, "Leave the per-point lists out of the JSON");
 
     std::string folder, out;
     int jobs = QThread::idealThreadCount();
@@ -50,11 +52,16 @@ int main(int argc, char** argv)
         if (*toolsCommand)
             return cli::listTools();
         if (*runCommand)
-            return cli::runTool(image, tool, params, overlay);
+            return cli::runTool(image, tool, params, overlay, compact);
         if (*batchCommand)
             return cli::runBatch(folder, params, tool, jobs, out);
-    } catch (const cli::UsageError& e) {
+    } catch (const frontend::InputError& e) {
         std::cerr << "functions-cli: " << e.what() << "\n";
+        return 2;
+    } catch (const std::exception& e) {
+        // Anything else (OpenCV, the JSON library, memory) is still one message and status 2,
+        // never an abort.
+        std::cerr << "functions-cli: unexpected error: " << e.what() << "\n";
         return 2;
     }
     return 2;

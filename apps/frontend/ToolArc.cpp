@@ -1,10 +1,11 @@
-// functions-cli adapter of the arc tool.
+// Front-end adapter of the arc tool.
 
 #include "CircleToolSupport.h"
+#include "ToolAdapters.h"
 
 #include <Functions.h>
 
-namespace cli {
+namespace frontend {
 namespace {
 
 ToolResult runArc(ToolInput& input)
@@ -22,21 +23,26 @@ ToolResult runArc(ToolInput& input)
     if (result.success)
         result.outputs = {{"centre", pointJson(param.centre)},
                           {"radius", param.radius},
+                          {"diameter", 2 * param.radius},
                           {"startAngle", param.arcStartAngle},
                           {"endAngle", param.arcEndAngle}};
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    judgeCircleFamily(result, input, param.edgePoints, param.centre, param.radius, FitCircleTukey);
     return result;
 }
 
-const ToolRegistration registration({
-    "arc",
-    "Circle fitted to edge points inside an arc and the part of it the arc covers; outputs centre [x, y], radius, "
-    "startAngle and endAngle (degrees counter-clockwise, y up) and edgePoints",
-    {"arc"},
-    circleFamilyParams(),
-    runArc,
-    drawCircleFamily,
-});
-
 } // namespace
-} // namespace cli
+
+ToolDefinition arcTool()
+{
+    return {
+        "arc",
+        "Circle fitted to edge points inside an arc and the part of it the arc covers; outputs centre [x, y], radius, "
+        "startAngle and endAngle (degrees counter-clockwise, y up) and edgePoints",
+        {"arc"},
+        circleFamilyParams(),
+        runArc,
+        drawCircleFamily,
+    };
+}
+} // namespace frontend

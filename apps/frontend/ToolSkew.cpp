@@ -1,7 +1,7 @@
-// functions-cli adapter of the skew measurement and character-row crop.
+// Front-end adapter of the skew measurement and character-row crop.
 
-#include "CliTool.h"
-#include "Demo.h"
+#include "Drawing.h"
+#include "ToolAdapters.h"
 
 #include <Functions.h>
 
@@ -9,7 +9,7 @@
 
 #include <cmath>
 
-namespace cli {
+namespace frontend {
 namespace {
 
 ToolResult runSkew(ToolInput& input)
@@ -47,7 +47,7 @@ ToolResult runSkew(ToolInput& input)
 void drawSkew(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
     const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
-    demo::drawPolygon(picture, outline, demo::kRoiColour);
+    drawPolygon(picture, outline, kRoiColour);
     if (!result.success)
         return;
     // A line through the ROI's centre at the measured skew (positive descends to the right).
@@ -55,20 +55,23 @@ void drawSkew(cv::Mat& picture, const ToolInput& input, const ToolResult& result
     const double half = (outline[1].x - outline[0].x) * 0.5;
     const double a = result.outputs.at("skew").get<double>() * CV_PI / 180.0;
     const cv::Point2d d(half * std::cos(a), half * std::sin(a));
-    demo::drawPolygon(picture, {centre - d, centre + d}, demo::kFoundColour);
+    drawPolygon(picture, {centre - d, centre + d}, kFoundColour);
 }
 
-const ToolRegistration registration({
-    "skew",
-    "Skew of a line of print inside an upright rectangle (degrees, positive descends to the right), and the "
-    "rows its characters occupy once levelled",
-    {"rect"},
-    {
-        {"print", ParamType::Choice, "LightOnDark", "polarity of the print", {"LightOnDark", "DarkOnLight"}},
-    },
-    runSkew,
-    drawSkew,
-});
-
 } // namespace
-} // namespace cli
+
+ToolDefinition skewTool()
+{
+    return {
+        "skew",
+        "Skew of a line of print inside an upright rectangle (degrees, positive descends to the right), and the "
+        "rows its characters occupy once levelled",
+        {"rect"},
+        {
+            ParamDefinition::choice("print", "LightOnDark", {"LightOnDark", "DarkOnLight"}, "polarity of the print"),
+        },
+        runSkew,
+        drawSkew,
+    };
+}
+} // namespace frontend

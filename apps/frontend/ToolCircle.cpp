@@ -1,10 +1,11 @@
-// functions-cli adapter of the circle tool.
+// Front-end adapter of the circle tool.
 
 #include "CircleToolSupport.h"
+#include "ToolAdapters.h"
 
 #include <Functions.h>
 
-namespace cli {
+namespace frontend {
 namespace {
 
 ToolResult runCircle(ToolInput& input)
@@ -20,20 +21,25 @@ ToolResult runCircle(ToolInput& input)
                                                input.number("outlierDistance"));
     });
     if (result.success)
-        result.outputs = {{"centre", pointJson(param.centre)}, {"radius", param.radius}};
+        result.outputs = {{"centre", pointJson(param.centre)}, {"radius", param.radius},
+                          {"diameter", 2 * param.radius}};
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    judgeCircleFamily(result, input, param.edgePoints, param.centre, param.radius, FitCircleHuber);
     return result;
 }
 
-const ToolRegistration registration({
-    "circle",
-    "Circle fitted to edge points found along the radii of a ring or an arc; outputs centre [x, y], radius and "
-    "edgePoints",
-    {"ring", "arc"},
-    circleFamilyParams(),
-    runCircle,
-    drawCircleFamily,
-});
-
 } // namespace
-} // namespace cli
+
+ToolDefinition circleTool()
+{
+    return {
+        "circle",
+        "Circle fitted to edge points found along the radii of a ring or an arc; outputs centre [x, y], radius and "
+        "edgePoints",
+        {"ring", "arc"},
+        circleFamilyParams(),
+        runCircle,
+        drawCircleFamily,
+    };
+}
+} // namespace frontend

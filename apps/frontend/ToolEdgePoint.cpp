@@ -1,0 +1,61 @@
+// Front-end adapter of the edge point tool.
+
+#include "Drawing.h"
+#include "ToolAdapters.h"
+
+#include <Functions.h>
+
+namespace frontend {
+namespace {
+
+ToolResult runEdgePoint(ToolInput& input)
+{
+    _EdgePointDetParam param;
+    param.direction = static_cast<ClcDirection>(input.choice("direction"));
+    param.transition = static_cast<EdgeTransition>(input.choice("transition"));
+    param.threshold = input.integer("threshold");
+    param.smoothWidth = input.integer("smoothWidth");
+    param.minGradient = input.integer("minGradient");
+    param.roi = static_cast<RotateRectROI*>(input.roi.shape.get());
+
+    ToolResult result;
+    result.microseconds = timeMicroseconds([&] { result.success = clcEdgePoint(input.image, param); });
+    result.outputs = {{"maxGradient", param.maxGradient}};
+    if (result.success)
+        result.outputs["point"] = pointJson({param.x, param.y});
+    return result;
+}
+
+void drawEdgePoint(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
+{
+    drawPolygon(picture, roiOutline(*input.roi.shape), kRoiColour);
+    if (result.success) {
+        const json& p = result.outputs.at("point");
+        drawCross(picture, {p[0].get<double>(), p[1].get<double>()}, kFoundColour);
+    }
+}
+
+} // namespace
+
+ToolDefinition edgePointTool()
+{
+    return {
+        "edge_point",
+        "First edge along a rotated rectangle's width (one averaged caliper); outputs point [x, y]",
+        {"rotated_rect"},
+        {
+            ParamDefinition::choice("direction", "LeftToRight", {"LeftToRight", "RightToLeft"},
+                                    "walk from the ROI's left or right edge"),
+            transitionParam(),
+            ParamDefinition::ranged("threshold", ParamType::Integer, 50, 0, 100,
+                                    "edges below this percent of the strongest response are ignored"),
+            ParamDefinition::ranged("smoothWidth", ParamType::Integer, 3, 0, kNoLimit,
+                                    "moving average over the strength curve, in samples (below 2: none)"),
+            ParamDefinition::ranged("minGradient", ParamType::Integer, 5, 0, 255,
+                                    "strengths (grey-level steps between neighbouring columns) below this are ignored"),
+        },
+        runEdgePoint,
+        drawEdgePoint,
+    };
+}
+} // namespace frontend
