@@ -204,9 +204,9 @@ struct Pass {
     std::vector<double> radii;       // per caliper: edge distance from centre, or -1 for none
     int pairs = 0;                   // opposite pairs that both found an edge
     std::vector<cv::Point2d> points; // edge points in caliper order
-    cv::Point2d fitCentre;
+    cv::Point2d fitCentre;           // of the circle through the points
     double fitRadius = 0;
-    bool fitted = false;
+    bool fitted = false;             // enough pairs and a usable circle
 };
 
 // Runs the calipers over the polar image: one segment of `lines` rows per caliper, the
@@ -234,10 +234,14 @@ void measureCalipers(cv::Mat& polar, const CaliperLayout& layout, const _CircleD
     pass.pairs = 0;
     for (int k = 0; k < layout.pairs(); ++k)
         pass.pairs += pass.radii[k] >= 0 && pass.radii[k + layout.pairs()] >= 0;
-    if (pass.pairs >= kMinPairs) {
-        pass.fitted = fitCircle(pass.points, pass.fitCentre, pass.fitRadius, FitCircleTaubin) &&
-                      usableCentre(pass.fitCentre) && pass.fitRadius > 0 && std::isfinite(pass.fitRadius);
-    }
+}
+
+// The circle through the pass's edge points; false when it is unusable (the points lie on
+// a line or a point, or the centre lies beyond where a crop can be cut about it).
+bool fitPass(Pass& pass)
+{
+    return fitCircle(pass.points, pass.fitCentre, pass.fitRadius, FitCircleTaubin) && usableCentre(pass.fitCentre) &&
+           pass.fitRadius > 0 && std::isfinite(pass.fitRadius);
 }
 
 double normalisedAxis(double degrees)
@@ -375,6 +379,7 @@ bool clcCircleMulPoints(cv::Mat& image, _CircleDiameterDetParam& param)
         pass.centre = centre;
         unwrapBand(source, centre, band, layout, lines, param.cropRect, param.polarImage);
         measureCalipers(param.polarImage, layout, param, band, calipers, pass);
+        pass.fitted = pass.pairs >= kMinPairs && fitPass(pass);
         return pass;
     };
     Pass pass = measureAbout(band.centre);
