@@ -1,5 +1,6 @@
 // Front-end adapter of the circle diameter tool (two-point diameters of a round part).
 
+#include "CircleToolSupport.h"
 #include "Drawing.h"
 #include "ToolAdapters.h"
 #include "Trust.h"
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdint>
 #include <sstream>
 
 namespace frontend {
@@ -48,7 +50,8 @@ std::string failureReason(const _CircleDiameterDetParam& param)
         const auto& ring = static_cast<const RingROI&>(*param.roi);
         return std::abs(ring.radius1 - ring.radius2) < 3
                    ? "the ring's radii must lie at least 3 px apart"
-                   : "caliperCount x segmentWidth radial lines must stay below 32767";
+                   : "the ring is too large to unwrap: at most 2^25 pixels (caliperCount x segmentWidth lines by "
+                     "the ring's width in px) and an outer radius below 16380 px";
     }
     // The polar image holds one band of segmentWidth rows per caliper.
     const int lines = std::max(param.segmentWidth, 1);
@@ -157,6 +160,25 @@ void drawDiameters(cv::Mat& picture, const ToolInput& input, const ToolResult& r
     drawLabelBeside(picture, label, outline);
 }
 
+// The ring calipers' settings in record order (segmentStep, which the tool does not read,
+// left out), then the tool's own.
+std::vector<ParamDefinition> diameterParams()
+{
+    std::vector<ParamDefinition> params = radialCaliperParams();
+    params.insert(params.end(),
+                  {
+                      ParamDefinition::ranged("segmentWidth", ParamType::Integer, 3, 1, kNoLimit,
+                                              "radial lines averaged by one caliper, spread over caliperAngle"),
+                      ParamDefinition::ranged("caliperCount", ParamType::Integer, 360, 6, 32766,
+                                              "calipers over the full turn, an even number: each pair of opposite "
+                                              "ones gives one diameter"),
+                      ParamDefinition::ranged("caliperAngle", ParamType::Number, 1.0, 0, 360,
+                                              "angular width of one caliper in degrees, at most the spacing 360 / "
+                                              "caliperCount"),
+                  });
+    return params;
+}
+
 // The library raises an odd count and narrows a wide caliper; here they are refused, so
 // that what runs is what the parameters say.
 void checkDiameterSettings(const json& settings, const std::string& source)
@@ -165,6 +187,10 @@ void checkDiameterSettings(const json& settings, const std::string& source)
     if (count % 2 != 0)
         throw InputError(source + ": 'caliperCount' must be even, so that every caliper has an opposite one; it is " +
                          std::to_string(count));
+    const int64_t lines = static_cast<int64_t>(count) * settings.at("segmentWidth").get<int>();
+    if (lines >= 32767)
+        throw InputError(source + ": caliperCount x segmentWidth is " + std::to_string(lines) +
+                         " radial lines, the unwrap takes fewer than 32767");
     const double angle = settings.at("caliperAngle").get<double>();
     if (angle > 360.0 / count) {
         std::ostringstream text;
@@ -185,23 +211,7 @@ ToolDefinition diameterTool()
         "0 .. 180), roundness, centre [x, y] and radius of the fitted circle, diameters with diameterAngles, and "
         "edgePoints",
         {"ring"},
-        {
-            ParamDefinition::choice("direction", "LeftToRight", {"LeftToRight", "RightToLeft"},
-                                    "walk outwards from the inner radius, or inwards"),
-            transitionParam(),
-            ParamDefinition::ranged("percent", ParamType::Integer, 30, 0, 100,
-                                    "edges below this percent of a caliper's strongest response are ignored"),
-            sigmaParam(),
-            ParamDefinition::ranged("minStrength", ParamType::Integer, 10, 0, 510,
-                                    "absolute edge threshold (grey-level difference across two pixels)"),
-            ParamDefinition::ranged("segmentWidth", ParamType::Integer, 3, 1, kNoLimit,
-                                    "radial lines averaged by one caliper, spread over caliperAngle"),
-            ParamDefinition::ranged("caliperCount", ParamType::Integer, 360, 6, 32766,
-                                    "calipers over the full turn, an even number: each pair of opposite ones gives "
-                                    "one diameter"),
-            ParamDefinition::ranged("caliperAngle", ParamType::Number, 1.0, 0, 360,
-                                    "angular width of one caliper in degrees, at most the spacing 360 / caliperCount"),
-        },
+        diameterParams(),
         runDiameter,
         drawDiameters,
         checkDiameterSettings,
