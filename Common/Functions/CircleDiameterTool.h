@@ -65,7 +65,8 @@
 /// 3 px wide (outer - inner >= 3) and outer below 16380 px (the crop is the source of
 /// OpenCV's remap, which takes sides below 32767); a centre within +-1e9 px; fewer than
 /// 32767 rows (caliperCount * segmentWidth) and at most 2^25 pixels in the unwrapped
-/// image, which has floor(outer - inner - 0.5) + 1 columns. Images must be 8-bit with 1, 3 or 4 channels.
+/// image, which has floor(outer - inner - 0.5) + 1 columns. Images must be 8-bit with 1, 3
+/// or 4 channels.
 ///
 /// Every output is cleared first and success set false. The call fails (returns false)
 /// for an empty or unreadable image, a null or unsupported ROI, degenerate radii or a
