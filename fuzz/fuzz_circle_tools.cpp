@@ -1,7 +1,8 @@
-// The circle and arc tools on random images, rings, arcs and settings.
+// The circle, arc and circle diameter tools on random images, rings, arcs and settings.
 
 #include "FuzzSupport.h"
 
+#include <CircleDiameterTool.h>
 #include <CircleTools.h>
 
 using namespace fuzz_support;
@@ -131,6 +132,72 @@ void checkArcFit(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
         FUZZ_CHECK(angle == -7 || (angle >= 0 && angle <= 360));
 }
 
+// The outer radius the diameter tool searches to about the ROI's centre.
+double diameterBandOuter(const ROI* roi, const Rois& rois)
+{
+    if (roi == &rois.ring)
+        return std::max(rois.ring.radius1, rois.ring.radius2);
+    const double r = (rois.circle.rect.width() + rois.circle.rect.height()) / 4;
+    return r + std::max(r / 5, 4.0);
+}
+
+bool ascending(const std::vector<double>& values, double from, double below)
+{
+    for (size_t i = 0; i < values.size(); ++i)
+        if (!(values[i] >= from && values[i] < below && (i == 0 || values[i] > values[i - 1])))
+            return false;
+    return true;
+}
+
+void checkDiameters(FuzzedDataProvider& in, cv::Mat& image, Rois& rois)
+{
+    _CircleDiameterDetParam param;
+    segmentCaliperSettings(in, param);
+    param.caliperCount = wildInt(in, -2, 40);
+    param.caliperAngle = wildDouble(in, 30.0);
+    ROI* choices[] = {&rois.ring, &rois.circle, &rois.arc, &rois.rotated, nullptr};
+    param.roi = in.ConsumeIntegralInRange<int>(0, 7) == 0 ? in.PickValueInArray(choices)
+                                                            : (in.ConsumeBool() ? choices[0] : choices[1]);
+    param.polarImage = sentinelImage();
+    param.edgePoints.assign(3, {1, 1});
+    param.diameters.assign(3, 1);
+    const bool success = clcCircleMulPoints(image, param);
+    FUZZ_CHECK(success == param.success);
+    FUZZ_CHECK(param.edgeAngles.size() == param.edgePoints.size());
+    FUZZ_CHECK(param.diameterAngles.size() == param.diameters.size());
+    if (param.roi != &rois.ring && param.roi != &rois.circle)
+        FUZZ_CHECK(!success && param.polarImage.empty() && param.cropRect.empty());
+    if (!success) {
+        // Every result is cleared.
+        FUZZ_CHECK(param.edgePoints.empty() && param.diameters.empty() && param.radius == 0 &&
+                   param.centre == cv::Point2d() && param.meanDiameter == 0 && param.minDiameter == 0 &&
+                   param.maxDiameter == 0 && param.roundness == 0 && param.minDiameterAngle == 0 &&
+                   param.maxDiameterAngle == 0);
+        return;
+    }
+    // Three pairs at least; angles ascend within a turn (points) or half a turn (diameters).
+    FUZZ_CHECK(param.diameters.size() >= 3 && param.edgePoints.size() >= 2 * param.diameters.size());
+    FUZZ_CHECK(ascending(param.edgeAngles, 0, 360) && ascending(param.diameterAngles, 0, 180));
+    FUZZ_CHECK(param.polarImage.type() == CV_8UC1 && param.polarImage.rows % 2 == 0);
+    // Each diameter joins two points at most the outer radius from one centre.
+    const double outer = diameterBandOuter(param.roi, rois);
+    double lowest = HUGE_VAL, highest = -HUGE_VAL, sum = 0;
+    for (double d : param.diameters) {
+        FUZZ_CHECK(d >= 0 && d <= 2 * outer + 1e-6 * outer);
+        lowest = std::min(lowest, d);
+        highest = std::max(highest, d);
+        sum += d;
+    }
+    FUZZ_CHECK(param.minDiameter == lowest && param.maxDiameter == highest);
+    FUZZ_CHECK(std::abs(param.meanDiameter - sum / param.diameters.size()) <= 1e-9 * highest);
+    for (double angle : {param.minDiameterAngle, param.maxDiameterAngle})
+        FUZZ_CHECK(angle >= 0 && angle < 180);
+    FUZZ_CHECK(std::isfinite(param.radius) && param.radius > 0 && isFinite(param.centre));
+    FUZZ_CHECK(param.roundness >= 0 && std::isfinite(param.roundness));
+    for (const cv::Point2d& p : param.edgePoints)
+        FUZZ_CHECK(isFinite(p));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -139,6 +206,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     Rois rois(in);
     cv::Mat image = fuzz_support::image(in, kImageSide, true);
     runOneOf(in, image, {[&] { checkCirclePoints(in, image, rois); }, [&] { checkCircleFit(in, image, rois); },
-                         [&] { checkArcFit(in, image, rois); }});
+                         [&] { checkArcFit(in, image, rois); }, [&] { checkDiameters(in, image, rois); }});
     return 0;
 }

@@ -90,7 +90,7 @@ TEST_F(Cli, DemoMeasuresEveryToolWithinTolerance)
     EXPECT_NE(o.out.find(" 0 outside tolerance"), std::string::npos) << o.out;
     EXPECT_EQ(o.out.find("NOT FOUND"), std::string::npos) << o.out;
     for (const char* picture :
-         {"scene.png", "overview.png", "edge_point.png", "line.png", "line_pair.png", "circle.png", "arc.png"})
+         {"scene.png", "overview.png", "edge_point.png", "line.png", "line_pair.png", "circle.png", "arc.png", "diameter.png"})
         EXPECT_TRUE(fs::exists(dir / "demo" / picture)) << picture;
 }
 
@@ -165,6 +165,8 @@ TEST_F(Cli, BadInputExitsWithTwoAndNamesTheFault)
     write("wrongshape.json", R"({"roi": {"type": "ring", "centre": [50, 30], "radius1": 5, "radius2": 9}})");
     write("choice.json", R"({"roi": {"type": "rotated_rect", "centre": [50, 30], "angle": 0, "width": 40,
                             "height": 10}, "transition": 9})");
+    write("oddcount.json", R"({"roi": {"type": "ring", "centre": [50, 30], "radius1": 5, "radius2": 20},
+                              "caliperCount": 7})");
     write("notimage.png", "plain text");
     fs::create_directories(dir / "empty");
 
@@ -181,6 +183,8 @@ TEST_F(Cli, BadInputExitsWithTwoAndNamesTheFault)
         {run1 + path("outside.json"), "crosses the right border by 15.50 px"},
         {run1 + path("wrongshape.json"), "type 'ring' is not accepted"},
         {run1 + path("choice.json"), "'transition' must be one of"},
+        {"run --image " + path("step.png") + " --tool diameter --params " + path("oddcount.json"),
+         "'caliperCount' must be even"},
         {"run --image " + path("step.png") + " --tool nosuchtool --params " + path("params.json"),
          "unknown tool 'nosuchtool'"},
         {"batch --images " + path("empty") + " --tool edge_point --params " + path("params.json"), "no images"},

@@ -100,7 +100,7 @@ std::vector<Job> jobs(const cv::Mat& grey, const cv::Mat& regions)
             return o;
         },
         // The segment-based tools: the first disc's left side, the bar's upper edge, the
-        // second disc as a ring and as an arc over its top.
+        // second disc as a ring and as an arc over its top, and its diameters.
         [&grey] {
             RotateRectROI roi(30, 60, 0.0f, 30.0f, 40.0f);
             _EdgePointsDetParam param = segmentSettings<_EdgePointsDetParam>(&roi);
@@ -140,6 +140,21 @@ std::vector<Job> jobs(const cv::Mat& grey, const cv::Mat& regions)
                 return Outcome();
             Outcome o{param.centre.x, param.centre.y, param.radius, param.arcStartAngle, param.arcEndAngle};
             append(o, param.edgePoints);
+            return o;
+        },
+        // The second disc's diameters, the ROI 2 px off so that the calipers are re-aimed.
+        [&grey] {
+            RingROI roi(171.6, 119.1, 33.0f, 52.0f);
+            _CircleDiameterDetParam param = segmentSettings<_CircleDiameterDetParam>(&roi);
+            param.caliperCount = 120;
+            cv::Mat image = grey;
+            if (!clcCircleMulPoints(image, param))
+                return Outcome();
+            Outcome o{param.centre.x, param.centre.y, param.radius, param.meanDiameter, param.minDiameter,
+                      param.minDiameterAngle, param.maxDiameter, param.maxDiameterAngle, param.roundness};
+            append(o, param.edgePoints);
+            o.insert(o.end(), param.diameters.begin(), param.diameters.end());
+            append(o, param.polarImage);
             return o;
         },
         [&regions] {

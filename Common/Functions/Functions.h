@@ -8,6 +8,7 @@
 #include "FunctionsVersion.h"
 
 #include "CaptureMapping.h"
+#include "CircleDiameterTool.h"
 #include "CircleTools.h"
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"

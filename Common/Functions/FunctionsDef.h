@@ -455,6 +455,74 @@ struct _ArcDetParam {
     bool success = false;  ///< out: true when a circle and its angles were found
 };
 
+/// Circle diameter tool (clcCircleMulPoints): two-point diameters across a round
+/// feature along many radial calipers, as a micrometer would take them. Angles are
+/// degrees counter-clockwise with y up, 0 along +x, like the ring and arc angles.
+struct _CircleDiameterDetParam {
+    /// 1: each caliper scans from the outer radius inwards; any other value outwards.
+    int direction = 0;
+    /// Edge polarity along the scan (EdgeTransition); values outside 0..2 count as 0.
+    int transition = 0;
+    /// Relative threshold: percent of the strongest response of each caliper.
+    int percent = 0;
+    /// Gaussian kernel index 0..100 smoothing each radial profile; others find nothing.
+    int sigma = 0;
+    /// Absolute threshold on the edge strength (doubled central difference, grey levels).
+    int minStrength = 0;
+    /// Radial lines averaged into one caliper, spread evenly over caliperAngle; below 1
+    /// counts as 1 (a single line along the caliper's own angle).
+    int segmentWidth = 0;
+    /// Not read: the calipers stand 360 / caliperCount degrees apart. It keeps the seven
+    /// settings shared with the line, circle and arc records in their place.
+    int segmentStep = 0;
+    /// Calipers over the full turn, caliper k at k * 360 / caliperCount degrees, so that
+    /// caliper k and caliper k + caliperCount / 2 are exactly opposite. Counts below 6
+    /// are raised to 6 and odd counts to the next even number.
+    int caliperCount = 360;
+    /// Angular width of each caliper in degrees, clamped to [0, 360 / caliperCount]
+    /// (NaN counts as 0): its lines lie at the centres of segmentWidth equal parts of it.
+    double caliperAngle = 1.0;
+    /// Centre of the circle fitted (Taubin) to every edge point, image pixels.
+    cv::Point2d centre;
+    /// Radius of that circle, pixels.
+    double radius = 0;
+    /// Mean of the two-point diameters, pixels.
+    double meanDiameter = 0;
+    /// Smallest two-point diameter measured, pixels.
+    double minDiameter = 0;
+    /// Direction of the smallest diameter, degrees in [0, 180): where an oval fitted to
+    /// the readings around the smallest one is lowest (see clcCircleMulPoints).
+    double minDiameterAngle = 0;
+    /// Largest two-point diameter measured, pixels.
+    double maxDiameter = 0;
+    /// Direction of the largest diameter, degrees in [0, 180).
+    double maxDiameterAngle = 0;
+    /// Out-of-roundness: largest minus smallest distance of the edge points from centre,
+    /// pixels.
+    double roundness = 0;
+    /// The edge point of every caliper that found one, image pixels, in caliper order
+    /// (counter-clockwise from 0 degrees).
+    std::vector<cv::Point2d> edgePoints;
+    /// The angle of each edge point's caliper, degrees in [0, 360), parallel to edgePoints.
+    std::vector<double> edgeAngles;
+    /// Every two-point diameter, pixels: the distance between the edge points of two
+    /// opposite calipers that both found one, in caliper order.
+    std::vector<double> diameters;
+    /// The direction of each diameter, degrees in [0, 180), parallel to diameters.
+    std::vector<double> diameterAngles;
+    /// The square of image pixels the unwrap reads (it may reach outside the image,
+    /// whose missing pixels read as 0).
+    cv::Rect cropRect;
+    /// The unwrapped ring the calipers ran over, 8-bit grey: row r is the radial line at
+    /// the r-th angle (caliper r / segmentWidth), column j the radius inner + j pixels, half
+    /// a pixel more for the second half of the calipers.
+    cv::Mat polarImage;
+    /// A RingROI, or a CircleROI (searched in a band about its circle); not owned.
+    ROI* roi = nullptr;
+    /// True when at least three opposite pairs were measured; also the return value.
+    bool success = false;
+};
+
 /// One template-matching result of the host.
 struct _MatchingResult {
     int x = 0;        ///< column of the instance's centre, pixels

@@ -27,6 +27,8 @@ SceneImage renderDemoScene()
     t.slot = {t.plateToImage({140, 0}), 40, 220, t.plate.angle};
     t.boss = {{1010, 250}, 130};
     t.bossValue = 170;
+    t.ovalBoss = {{1208.3, 799.6}, 50.9, 49.7, -28};
+    t.ovalBossValue = 180;
     t.blobValue = 220;
     t.blobRects = {{{130, 720}, 120, 60, 0}, {{500, 740}, 100, 50, 30}, {{540, 875}, 140, 30, 0}};
     t.blobDiscs = {{{330, 730}, 40}, {{150, 860}, 12}};
@@ -60,6 +62,8 @@ SceneImage renderDemoScene()
     scene.fillDisc(t.hole.centre, t.hole.radius, t.background);
     scene.fillRotatedRect(t.slot.centre, t.slot.width, t.slot.height, t.slot.angle, t.background);
     scene.fillDisc(t.boss.centre, t.boss.radius, t.bossValue);
+    scene.fillEllipse(t.ovalBoss.centre, t.ovalBoss.semiMajor, t.ovalBoss.semiMinor, t.ovalBoss.angle,
+                      t.ovalBossValue);
     for (const RotatedBox& b : t.blobRects)
         scene.fillRotatedRect(b.centre, b.width, b.height, b.angle, t.blobValue);
     for (const Disc& d : t.blobDiscs)

@@ -21,6 +21,13 @@ struct Disc {
     double radius = 0;
 };
 
+struct Ellipse {
+    cv::Point2d centre;
+    double semiMajor = 0;
+    double semiMinor = 0;
+    double angle = 0; // of the major axis, degrees, positive turns +x towards +y
+};
+
 /// Ground truth of every feature drawn into the scene, in image pixels.
 struct SceneTruth {
     double background = 0;
@@ -30,6 +37,8 @@ struct SceneTruth {
     RotatedBox slot;  // dark slot in the plate; its width is the edge-pair distance
     Disc boss;        // bright round boss whose rim is measured as an arc
     double bossValue = 0;
+    Ellipse ovalBoss; // bright boss slightly out of round, gauged for its diameters
+    double ovalBossValue = 0;
     std::vector<RotatedBox> blobRects; // rectangular blobs
     std::vector<Disc> blobDiscs;       // round blobs
     Disc ringBlob;                     // a blob with a hole: outer disc ...

@@ -89,7 +89,7 @@ void judgeCircleFamily(ToolResult& result, ToolInput& input, const std::vector<c
         result.quality = circleQualityJson(quality);
 }
 
-std::vector<ParamDefinition> circleFamilyParams()
+std::vector<ParamDefinition> radialCaliperParams()
 {
     return {
         ParamDefinition::choice("direction", "LeftToRight", {"LeftToRight", "RightToLeft"},
@@ -100,6 +100,13 @@ std::vector<ParamDefinition> circleFamilyParams()
         sigmaParam(),
         ParamDefinition::ranged("minStrength", ParamType::Integer, 10, 0, 510,
                                 "absolute edge threshold (grey-level difference across two pixels)"),
+    };
+}
+
+std::vector<ParamDefinition> circleFamilyParams()
+{
+    std::vector<ParamDefinition> params = radialCaliperParams();
+    params.insert(params.end(), {
         ParamDefinition::ranged("segmentWidth", ParamType::Integer, 3, 1, kNoLimit,
                                 "angles averaged by one caliper (one per pixel along the outer radius)"),
         ParamDefinition::ranged("segmentStep", ParamType::Integer, 2, 1, kNoLimit,
@@ -112,7 +119,8 @@ std::vector<ParamDefinition> circleFamilyParams()
                                 "box filter across this many angles first (below 2: none)"),
         ParamDefinition::ranged("outlierDistance", ParamType::Number, -1.0, -1, kNoLimit,
                                 "drop points farther than this from the trend, in pixels (-1: keep all)"),
-    };
+    });
+    return params;
 }
 
 namespace {

@@ -7,6 +7,10 @@
 
 namespace frontend {
 
+/// The settings every radial caliper of a ring shares, in record order: direction,
+/// transition, percent, sigma and minStrength.
+std::vector<ParamDefinition> radialCaliperParams();
+
 /// Parameters of the circle-family tools, in record order, then the fit options.
 std::vector<ParamDefinition> circleFamilyParams();
 

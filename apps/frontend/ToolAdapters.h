@@ -13,6 +13,7 @@ ToolDefinition edgePairsTool();
 ToolDefinition lineTool();
 ToolDefinition circleTool();
 ToolDefinition arcTool();
+ToolDefinition diameterTool();
 ToolDefinition regionsTool();
 ToolDefinition skewTool();
 

@@ -179,8 +179,8 @@ const std::vector<ToolDefinition>& tools()
 {
     // Built once, on first use; the order is the order `tools` lists them in.
     static const std::vector<ToolDefinition> definitions = {
-        edgePointTool(), edgePointsTool(), edgesTool(), edgePairsTool(), lineTool(),
-        circleTool(),    arcTool(),        regionsTool(), skewTool(),
+        edgePointTool(), edgePointsTool(), edgesTool(),    edgePairsTool(), lineTool(),
+        circleTool(),    arcTool(),        diameterTool(), regionsTool(),   skewTool(),
     };
     return definitions;
 }

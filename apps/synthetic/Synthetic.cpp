@@ -103,6 +103,24 @@ void Scene::fillDisc(cv::Point2d centre, double radius, double value)
     fill([centre, radius](double x, double y) { return std::hypot(x - centre.x, y - centre.y) - radius; }, value);
 }
 
+void Scene::fillEllipse(cv::Point2d centre, double a, double b, double angle, double value)
+{
+    const double t = angle * kPi / 180.0;
+    const double c = std::cos(t), s = std::sin(t);
+    // On the ellipse scaled by rho about its centre every point lies at least
+    // |rho - 1| * min(a, b) from the ellipse itself (the gap between two homothetic convex
+    // curves is at least the scale difference times the smaller support distance), so
+    // this underestimates the distance on both sides, as fill allows.
+    const double smaller = std::min(a, b);
+    fill(
+        [=](double x, double y) {
+            const double u = (x - centre.x) * c + (y - centre.y) * s;
+            const double v = -(x - centre.x) * s + (y - centre.y) * c;
+            return (std::hypot(u / a, v / b) - 1.0) * smaller;
+        },
+        value);
+}
+
 void Scene::fillHalfPlane(cv::Point2d point, double normalAngle, double value)
 {
     const double t = normalAngle * kPi / 180.0;

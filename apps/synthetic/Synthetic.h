@@ -34,6 +34,9 @@ public:
     /// Rotated rectangle: angle in degrees, positive turns its x axis towards +y.
     void fillRotatedRect(cv::Point2d centre, double width, double height, double angle, double value);
     void fillDisc(cv::Point2d centre, double radius, double value);
+    /// Ellipse with semi-axes a along its own x axis and b across; angle in degrees,
+    /// positive turns its x axis towards +y.
+    void fillEllipse(cv::Point2d centre, double a, double b, double angle, double value);
     /// Half-plane of the points p with (p - point) . normal >= 0, normal at angle degrees.
     void fillHalfPlane(cv::Point2d point, double normalAngle, double value);
     /// Text drawn with OpenCV's Hershey font, turned by angle degrees about its centre.

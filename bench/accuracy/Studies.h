@@ -39,6 +39,11 @@ StudyResult studyLineTool(const StudyOptions& options);
 /// against cv::HoughCircles.
 StudyResult studyCircleTools(const StudyOptions& options);
 
+/// The circle diameter tool on discs (mean, smallest and largest diameter, roundness) and
+/// on ellipses whose axes differ by 2 px (smallest and largest diameter, their directions,
+/// roundness).
+StudyResult studyCircleDiameter(const StudyOptions& options);
+
 /// Saddle points at rendered chessboard corners, against cv::cornerSubPix.
 StudyResult studySaddlePoints(const StudyOptions& options);
 

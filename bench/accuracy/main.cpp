@@ -29,6 +29,7 @@ const StudyEntry kStudies[] = {
     {"edge_pairs", accuracy::studyEdgePairs},
     {"line", accuracy::studyLineTool},
     {"circle", accuracy::studyCircleTools},
+    {"diameter", accuracy::studyCircleDiameter},
     {"saddle", accuracy::studySaddlePoints},
     {"fit_line", accuracy::studyLineFits},
     {"fit_circle", accuracy::studyCircleFits},

@@ -329,6 +329,10 @@ def headline(studies):
                            ("cv::HoughCircles ALT", "radius")):
         add("circle", tool, quantity, 1, 0, "blur 1 px, no noise")
         add("circle", tool, quantity, 1, 5, "blur 1 px, noise 5")
+    for tool, quantity in (("clcCircleMulPoints disc", "mean diameter"), ("clcCircleMulPoints oval", "smallest diameter"),
+                           ("clcCircleMulPoints oval", "smallest direction")):
+        add("diameter", tool, quantity, 1, 0, "blur 1 px, no noise")
+        add("diameter", tool, quantity, 1, 5, "blur 1 px, noise 5")
     for tool in ("criticalPointsDetection", "cv::cornerSubPix"):
         add("saddle", tool, "x", 1, 0, "blur 1 px, no noise")
         add("saddle", tool, "x", 1, 5, "blur 1 px, noise 5")
@@ -455,6 +459,48 @@ method finds {cv::HoughCircles ALT|radius|2|10|found_pct} % of the discs. Both c
 tuned for these images; the study uses settings a user would start from.
 """,
         ["radius", "centre x", "start angle"], log=True),
+    Study(
+        "diameter", "Circle diameter tool",
+        """\
+A bright disc of radius r = 30 to 70 px, and an oval: an ellipse of semi-axes r + 1 and r
+(axes differing by 2 px) at a random orientation. clcCircleMulPoints runs on a RingROI
+centred up to 3 px off the shape (so that its calipers are usually re-aimed through the
+fitted centre) and reaching from 10 px inside to 11 px outside the edge: 360 calipers of
+three lines over 1°, scanning outwards from light to dark (sigma 2, 50 %, minStrength
+5). Diameters are compared with the true ones: 2r for the disc, the minor and the major
+axis for the oval's smallest and largest; the directions of the smallest and largest
+diameter with the oval's axes (folded into ±90°); the roundness with a − b, 1 px for the
+oval and 0 for the disc, whose every reading should be the same.
+
+Without noise the mean diameter lies within {clcCircleMulPoints disc|mean diameter|1|0|rms} px RMS
+of the truth at blur 1 px, and nearly all of that is a bias
+({clcCircleMulPoints disc|mean diameter|1|0|bias} px): blur moves a disc's steepest edge
+inwards by σ² / (2r), and the bilinear unwrap adds a little blur of its own (the circle
+tool's radius shows about half of it). It grows with blur
+({clcCircleMulPoints disc|mean diameter|2|0|bias} px at blur 2 px) and barely with noise
+({clcCircleMulPoints disc|mean diameter|1|5|rms} px RMS at noise 5): 180 readings average
+it out.
+
+The smallest and largest diameters are single readings, the extremes of 180, as a
+micrometer's are: they carry the measuring noise of one reading, a few hundredths of a
+pixel on a sharp, clean edge. On the perfect disc the smallest reads
+{clcCircleMulPoints disc|smallest diameter|1|0|bias} px and the largest
+{clcCircleMulPoints disc|largest diameter|1|0|bias} px off on average, and the roundness,
+which takes the extremes of 360 edge points, {clcCircleMulPoints disc|roundness|1|0|bias} px:
+the floor below which out-of-roundness cannot be told. On the oval, where fewer readings
+lie near each extreme, the smallest and largest diameters come within
+{clcCircleMulPoints oval|smallest diameter|1|0|worst} and
+{clcCircleMulPoints oval|largest diameter|1|0|worst} px at worst, and their directions, taken
+from an oval fitted to the readings around each extreme, within
+{clcCircleMulPoints oval|smallest direction|1|0|worst}° and
+{clcCircleMulPoints oval|largest direction|1|0|worst}° at worst. Noise widens the extremes
+quickly (the disc's smallest diameter {clcCircleMulPoints disc|smallest diameter|1|5|bias} px
+at noise 5): on noisy images smooth more (sigma) or average more lines per caliper before
+reading a part's out-of-roundness from them. At blur 2 px and noise 10 the first edge in
+scan order is often a noise peak above minStrength 5, which no setting of this study
+guards against.
+""",
+        ["mean diameter", "smallest diameter", "smallest direction", "roundness"], log=True),
     Study(
         "saddle", "Saddle points",
         """\
