@@ -1,5 +1,6 @@
 // The front ends' shared layer: the profile view must find exactly the edges the library's
-// calipers find on the same ROI with the same settings and describe each stage honestly.
+// calipers find on the same ROI with the same settings and describe each stage honestly;
+// the tool definitions must describe every setting and output they offer.
 
 #include "Profile.h"
 #include "ToolDefinition.h"
@@ -8,6 +9,8 @@
 #include <Synthetic.h>
 
 #include <gtest/gtest.h>
+
+#include <map>
 
 namespace {
 
@@ -181,4 +184,31 @@ TEST(ProfileView, RefusesWhatCannotBeSampled)
     EXPECT_THROW(measureProfile(image, RotateRectROI(10, 10, 0, 0.5f, 4), settings), frontend::InputError);
     EXPECT_THROW(measureProfile(image, LineROI(0, 0, 40000, 0), settings), frontend::InputError);
     EXPECT_THROW(measureProfile(cv::Mat(20, 20, CV_16U), LineROI(0, 0, 5, 0), settings), frontend::InputError);
+}
+
+// Every setting a front end shows is described and has a default inside its own range
+// (one outside would refuse every file that leaves it out); every tool says what it
+// outputs.
+TEST(ToolDefinitions, DescribeEverySettingAndOutput)
+{
+    const std::map<std::string, frontend::json> rois = {
+        {"rotated_rect", {{"type", "rotated_rect"}, {"centre", {20, 20}}, {"angle", 0}, {"width", 10}, {"height", 4}}},
+        {"rect", {{"type", "rect"}, {"x", 2}, {"y", 2}, {"width", 10}, {"height", 4}}},
+        {"line", {{"type", "line"}, {"start", {2, 2}}, {"end", {12, 2}}}},
+        {"ring", {{"type", "ring"}, {"centre", {20, 20}}, {"radius1", 4}, {"radius2", 9}}},
+        {"arc", {{"type", "arc"}, {"centre", {20, 20}}, {"radius1", 4}, {"radius2", 9}, {"angle1", 0}, {"angle2", 90}}},
+    };
+    std::vector<const frontend::ToolDefinition*> definitions = {&frontend::probeDefinition()};
+    for (const frontend::ToolDefinition& tool : frontend::tools())
+        definitions.push_back(&tool);
+    for (const frontend::ToolDefinition* tool : definitions) {
+        SCOPED_TRACE(tool->name);
+        for (const frontend::ParamDefinition& setting : tool->params)
+            EXPECT_FALSE(setting.help.empty()) << setting.name;
+        for (const std::string& kind : tool->roiKinds)
+            EXPECT_NO_THROW(frontend::prepareSettings(*tool, {{"roi", rois.at(kind)}}, "defaults")) << kind;
+        EXPECT_EQ(tool->outputs.empty(), !tool->run); // the probe reports a profile, not outputs
+        for (const frontend::OutputDefinition& output : tool->outputs)
+            EXPECT_FALSE(output.help.empty()) << output.name;
+    }
 }

@@ -32,12 +32,17 @@ ToolDefinition circleTool()
 {
     return {
         "circle",
-        "Circle fitted to edge points found along the radii of a ring or an arc; outputs centre [x, y], radius and "
-        "edgePoints",
+        "Circle fitted to edge points found along the radii of a ring or an arc",
         {"ring", "arc"},
         circleFamilyParams(),
         runCircle,
         drawCircleFamily,
+        nullptr,
+        {
+            {"centre", "[x, y] of the fitted circle, pixels (when found)"},
+            {"radius", "of the fitted circle, pixels (when found)"},
+            {"edgePoints", "[[x, y], ...] the calipers found, after the outlier pass"},
+        },
     };
 }
 } // namespace frontend
