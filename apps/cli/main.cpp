@@ -33,6 +33,8 @@ int main(int argc, char** argv)
     runCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)");
     runCommand->add_option("--roi", roi, "The ROI as JSON text, replacing the file's");
     runCommand->add_option("--overlay", overlay, "Write an annotated picture (png)");
+    bool compact = false;
+    runCommand->add_flag("--compact", compact, "Leave the per-point lists out of the JSON");
 
     std::string folder, out;
     int jobs = QThread::idealThreadCount();
@@ -61,7 +63,7 @@ int main(int argc, char** argv)
         if (*toolsCommand)
             return cli::listTools(tool);
         if (*runCommand)
-            return cli::runTool(image, tool, params, roi, overlay);
+            return cli::runTool(image, tool, params, roi, overlay, compact);
         if (*batchCommand)
             return cli::runBatch(folder, params, roi, tool, jobs, out);
         if (*probeCommand)

@@ -23,9 +23,11 @@ ToolResult runArc(ToolInput& input)
     if (result.success)
         result.outputs = {{"centre", pointJson(param.centre)},
                           {"radius", param.radius},
+                          {"diameter", 2 * param.radius},
                           {"startAngle", param.arcStartAngle},
                           {"endAngle", param.arcEndAngle}};
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    judgeCircleFamily(result, input, param.edgePoints, param.centre, param.radius, FitCircleTukey);
     return result;
 }
 
@@ -44,6 +46,7 @@ ToolDefinition arcTool()
         {
             {"centre", "[x, y] of the fitted circle, pixels (when found)"},
             {"radius", "of the fitted circle, pixels (when found)"},
+            {"diameter", "twice the radius, pixels (when found)"},
             {"startAngle", "where the found arc begins, degrees counter-clockwise with y up (when found)"},
             {"endAngle", "where the found arc ends, degrees counter-clockwise with y up (when found)"},
             {"edgePoints", "[[x, y], ...] the calipers found, after the outlier pass"},

@@ -21,8 +21,10 @@ ToolResult runCircle(ToolInput& input)
                                                input.number("outlierDistance"));
     });
     if (result.success)
-        result.outputs = {{"centre", pointJson(param.centre)}, {"radius", param.radius}};
+        result.outputs = {{"centre", pointJson(param.centre)}, {"radius", param.radius},
+                          {"diameter", 2 * param.radius}};
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    judgeCircleFamily(result, input, param.edgePoints, param.centre, param.radius, FitCircleHuber);
     return result;
 }
 
@@ -41,6 +43,7 @@ ToolDefinition circleTool()
         {
             {"centre", "[x, y] of the fitted circle, pixels (when found)"},
             {"radius", "of the fitted circle, pixels (when found)"},
+            {"diameter", "twice the radius, pixels (when found)"},
             {"edgePoints", "[[x, y], ...] the calipers found, after the outlier pass"},
         },
     };
