@@ -2,6 +2,7 @@
 
 #include "Console.h"
 #include "Messages.h"
+#include "Profile.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -42,7 +43,8 @@ void printTool(const ToolDefinition& tool)
         std::printf("      %-18s %-40s default %-18s %s\n", definition.name.c_str(), typeLabel(definition).c_str(),
                     shown.c_str(), definition.help.c_str());
     }
-    std::printf("    outputs:\n");
+    if (!tool.outputs.empty())
+        std::printf("    outputs:\n");
     for (const OutputDefinition& output : tool.outputs)
         std::printf("      %-18s %s\n", output.name.c_str(), output.help.c_str());
     std::printf("\n");
@@ -81,12 +83,15 @@ json commandParameters(const std::string& paramsPath, const std::string& roiText
 
 int listTools(const std::string& only)
 {
+    // The probe measures nothing, but its settings are checked and listed the same way.
+    const ToolDefinition& probe = probeDefinition();
     if (!only.empty()) {
-        printTool(findTool(only));
+        printTool(only == probe.name ? probe : findTool(only));
         return 0;
     }
     for (const ToolDefinition& tool : tools())
         printTool(tool);
+    printTool(probe);
     return 0;
 }
 

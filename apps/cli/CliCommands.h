@@ -9,8 +9,8 @@
 
 namespace cli {
 
-/// Lists the tools (or only the one named) with their ROI shapes, settings with ranges
-/// and defaults, and outputs.
+/// Lists the tools and the probe (or only the one named) with their ROI shapes, settings
+/// with ranges and defaults, and outputs.
 int listTools(const std::string& only);
 
 /// Runs one tool on one image and prints the JSON record of the run to stdout;
