@@ -51,6 +51,19 @@ ProfileSettings randomSettings(cv::RNG& rng)
     return settings;
 }
 
+// The five caliper settings as the line, edge points and line-ROI edge tools' records take them.
+template <typename Record>
+Record caliperRecord(const ProfileSettings& settings)
+{
+    Record record;
+    record.direction = settings.reverse ? 1 : 0;
+    record.transition = settings.transition;
+    record.percent = static_cast<int>(settings.percent);
+    record.sigma = settings.sigma;
+    record.minStrength = static_cast<int>(settings.minStrength);
+    return record;
+}
+
 } // namespace
 
 // Differential against the line tool with one band as tall as the rectangle (whose first
@@ -78,12 +91,7 @@ TEST(ProfileView, FindsTheEdgesTheCalipersFind)
         const Profile across = measureProfile(image, rect, settings);
         ASSERT_EQ(across.grey.size(), static_cast<size_t>(rect.width));
         EXPECT_EQ(across.linesAveraged, static_cast<int>(rect.height));
-        _EdgeLineDetParam line;
-        line.direction = settings.reverse ? RightToLeft : LeftToRight;
-        line.transition = settings.transition;
-        line.percent = static_cast<int>(settings.percent);
-        line.sigma = settings.sigma;
-        line.minStrength = static_cast<int>(settings.minStrength);
+        _EdgeLineDetParam line = caliperRecord<_EdgeLineDetParam>(settings);
         line.segmentWidth = line.segmentStep = static_cast<int>(rect.height);
         line.roi = &rect;
         clcLineEdgePoints(image, line);
@@ -96,12 +104,7 @@ TEST(ProfileView, FindsTheEdgesTheCalipersFind)
         if (upright) {
             settings.copyUpright = true;
             const Profile copied = measureProfile(image, rect, settings);
-            _EdgePointsDetParam points;
-            points.direction = settings.reverse ? 1 : 0;
-            points.transition = settings.transition;
-            points.percent = line.percent;
-            points.sigma = settings.sigma;
-            points.minStrength = line.minStrength;
+            _EdgePointsDetParam points = caliperRecord<_EdgePointsDetParam>(settings);
             points.segmentWidth = points.segmentStep = line.segmentWidth;
             points.roi = &rect;
             ASSERT_EQ(clcEdgePointsAndTransform(image, points), !copied.edges.empty());
@@ -117,12 +120,7 @@ TEST(ProfileView, FindsTheEdgesTheCalipersFind)
         if (segment.x1 == segment.x2 && segment.y1 == segment.y2)
             continue;
         const Profile along = measureProfile(image, segment, settings);
-        _EdgePointDetParam_Line point;
-        point.direction = settings.reverse ? 1 : 0;
-        point.transition = settings.transition;
-        point.percent = line.percent;
-        point.sigma = settings.sigma;
-        point.minStrength = line.minStrength;
+        _EdgePointDetParam_Line point = caliperRecord<_EdgePointDetParam_Line>(settings);
         point.roi = &segment;
         ASSERT_EQ(clcEdgePoint_Line(image, point), !along.edges.empty());
         if (point.found) {
