@@ -1,5 +1,6 @@
 // The front ends' shared layer: the profile view must find exactly the edges the library's
-// calipers find on the same ROI with the same settings and describe each stage honestly.
+// calipers find on the same ROI with the same settings and describe each stage honestly;
+// the tool definitions must describe every setting and output they offer.
 
 #include "Profile.h"
 #include "ToolDefinition.h"
@@ -8,6 +9,8 @@
 #include <Synthetic.h>
 
 #include <gtest/gtest.h>
+
+#include <map>
 
 namespace {
 
@@ -48,6 +51,19 @@ ProfileSettings randomSettings(cv::RNG& rng)
     return settings;
 }
 
+// The five caliper settings as the line, edge points and line-ROI edge tools' records take them.
+template <typename Record>
+Record caliperRecord(const ProfileSettings& settings)
+{
+    Record record;
+    record.direction = settings.reverse ? 1 : 0;
+    record.transition = settings.transition;
+    record.percent = static_cast<int>(settings.percent);
+    record.sigma = settings.sigma;
+    record.minStrength = static_cast<int>(settings.minStrength);
+    return record;
+}
+
 } // namespace
 
 // Differential against the line tool with one band as tall as the rectangle (whose first
@@ -75,12 +91,7 @@ TEST(ProfileView, FindsTheEdgesTheCalipersFind)
         const Profile across = measureProfile(image, rect, settings);
         ASSERT_EQ(across.grey.size(), static_cast<size_t>(rect.width));
         EXPECT_EQ(across.linesAveraged, static_cast<int>(rect.height));
-        _EdgeLineDetParam line;
-        line.direction = settings.reverse ? RightToLeft : LeftToRight;
-        line.transition = settings.transition;
-        line.percent = static_cast<int>(settings.percent);
-        line.sigma = settings.sigma;
-        line.minStrength = static_cast<int>(settings.minStrength);
+        _EdgeLineDetParam line = caliperRecord<_EdgeLineDetParam>(settings);
         line.segmentWidth = line.segmentStep = static_cast<int>(rect.height);
         line.roi = &rect;
         clcLineEdgePoints(image, line);
@@ -93,12 +104,7 @@ TEST(ProfileView, FindsTheEdgesTheCalipersFind)
         if (upright) {
             settings.copyUpright = true;
             const Profile copied = measureProfile(image, rect, settings);
-            _EdgePointsDetParam points;
-            points.direction = settings.reverse ? 1 : 0;
-            points.transition = settings.transition;
-            points.percent = line.percent;
-            points.sigma = settings.sigma;
-            points.minStrength = line.minStrength;
+            _EdgePointsDetParam points = caliperRecord<_EdgePointsDetParam>(settings);
             points.segmentWidth = points.segmentStep = line.segmentWidth;
             points.roi = &rect;
             ASSERT_EQ(clcEdgePointsAndTransform(image, points), !copied.edges.empty());
@@ -114,12 +120,7 @@ TEST(ProfileView, FindsTheEdgesTheCalipersFind)
         if (segment.x1 == segment.x2 && segment.y1 == segment.y2)
             continue;
         const Profile along = measureProfile(image, segment, settings);
-        _EdgePointDetParam_Line point;
-        point.direction = settings.reverse ? 1 : 0;
-        point.transition = settings.transition;
-        point.percent = line.percent;
-        point.sigma = settings.sigma;
-        point.minStrength = line.minStrength;
+        _EdgePointDetParam_Line point = caliperRecord<_EdgePointDetParam_Line>(settings);
         point.roi = &segment;
         ASSERT_EQ(clcEdgePoint_Line(image, point), !along.edges.empty());
         if (point.found) {
@@ -181,4 +182,31 @@ TEST(ProfileView, RefusesWhatCannotBeSampled)
     EXPECT_THROW(measureProfile(image, RotateRectROI(10, 10, 0, 0.5f, 4), settings), frontend::InputError);
     EXPECT_THROW(measureProfile(image, LineROI(0, 0, 40000, 0), settings), frontend::InputError);
     EXPECT_THROW(measureProfile(cv::Mat(20, 20, CV_16U), LineROI(0, 0, 5, 0), settings), frontend::InputError);
+}
+
+// Every setting a front end shows is described and has a default inside its own range
+// (one outside would refuse every file that leaves it out); every tool says what it
+// outputs.
+TEST(ToolDefinitions, DescribeEverySettingAndOutput)
+{
+    const std::map<std::string, frontend::json> rois = {
+        {"rotated_rect", {{"type", "rotated_rect"}, {"centre", {20, 20}}, {"angle", 0}, {"width", 10}, {"height", 4}}},
+        {"rect", {{"type", "rect"}, {"x", 2}, {"y", 2}, {"width", 10}, {"height", 4}}},
+        {"line", {{"type", "line"}, {"start", {2, 2}}, {"end", {12, 2}}}},
+        {"ring", {{"type", "ring"}, {"centre", {20, 20}}, {"radius1", 4}, {"radius2", 9}}},
+        {"arc", {{"type", "arc"}, {"centre", {20, 20}}, {"radius1", 4}, {"radius2", 9}, {"angle1", 0}, {"angle2", 90}}},
+    };
+    std::vector<const frontend::ToolDefinition*> definitions = {&frontend::probeDefinition()};
+    for (const frontend::ToolDefinition& tool : frontend::tools())
+        definitions.push_back(&tool);
+    for (const frontend::ToolDefinition* tool : definitions) {
+        SCOPED_TRACE(tool->name);
+        for (const frontend::ParamDefinition& setting : tool->params)
+            EXPECT_FALSE(setting.help.empty()) << setting.name;
+        for (const std::string& kind : tool->roiKinds)
+            EXPECT_NO_THROW(frontend::prepareSettings(*tool, {{"roi", rois.at(kind)}}, "defaults")) << kind;
+        EXPECT_EQ(tool->outputs.empty(), !tool->run); // the probe reports a profile, not outputs
+        for (const frontend::OutputDefinition& output : tool->outputs)
+            EXPECT_FALSE(output.help.empty()) << output.name;
+    }
 }

@@ -1,14 +1,16 @@
 // functions-cli: runs the library's tools without writing a host.
 
 #include "CliCommands.h"
-#include "ToolDefinition.h"
+#include "Console.h"
 #include "Demo.h"
+#include "ProbeCommand.h"
+#include "ToolDefinition.h"
 
 #include <CLI/CLI.hpp>
 #include <FunctionsVersion.h>
 #include <QThread>
 
-#include <iostream>
+#include <cstdio>
 #include <string>
 
 int main(int argc, char** argv)
@@ -27,25 +29,34 @@ int main(int argc, char** argv)
         "demo", "Render the built-in inspection scene, run every tool family on it and compare with the truth");
     demoCommand->add_option("--out", demoOut, "Folder for the annotated pictures")->capture_default_str();
 
-    CLI::App* toolsCommand = app.add_subcommand("tools", "List the tools with their parameters and defaults");
+    std::string image, tool, params, roi, overlay;
+    CLI::App* toolsCommand =
+        app.add_subcommand("tools", "List the tools with their settings (ranges, defaults) and outputs");
+    toolsCommand->add_option("name", tool, "Only this tool");
 
-    std::string image, tool, params, overlay;
     CLI::App* runCommand = app.add_subcommand("run", "Run one tool on one image; JSON result on stdout");
     runCommand->add_option("--image", image, "Image file (8-bit png, bmp, jpg, tif)")->required();
     runCommand->add_option("--tool", tool, "Tool name (see 'tools')")->required();
-    runCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)")->required();
+    runCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)");
+    runCommand->add_option("--roi", roi, "The ROI as JSON text, replacing the file's");
     runCommand->add_option("--overlay", overlay, "Write an annotated picture (png)");
     bool compact = false;
     runCommand->add_flag("--compact", compact, "Leave the per-point lists out of the JSON");
 
     std::string folder, out;
     int jobs = QThread::idealThreadCount();
-    CLI::App* batchCommand = app.add_subcommand("batch", "Run one tool over every image of a folder; JSON lines");
+    CLI::App* batchCommand = app.add_subcommand(
+        "batch", "Run one tool over every image of a folder; JSON lines, an image that fails as a line with "
+                 "\"error\"; exit status 1 when some image was an error");
     batchCommand->add_option("--images", folder, "Folder of images")->required();
-    batchCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)")->required();
+    batchCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)");
+    batchCommand->add_option("--roi", roi, "The ROI as JSON text, replacing the file's");
     batchCommand->add_option("--tool", tool, "Tool name (see 'tools')")->required();
     batchCommand->add_option("--jobs", jobs, "Images processed in parallel")->capture_default_str();
     batchCommand->add_option("--out", out, "Write the JSON lines to this file instead of stdout");
+
+    cli::ProbeOptions probe;
+    CLI::App* probeCommand = cli::addProbeCommand(app, probe);
 
     try {
         app.parse(argc, argv);
@@ -57,18 +68,23 @@ int main(int argc, char** argv)
         if (*demoCommand)
             return demo::runDemo(demoOut);
         if (*toolsCommand)
-            return cli::listTools();
+            return cli::listTools(tool);
         if (*runCommand)
-            return cli::runTool(image, tool, params, overlay, compact);
+            return cli::runTool(image, tool, params, roi, overlay, compact);
         if (*batchCommand)
-            return cli::runBatch(folder, params, tool, jobs, out);
+            return cli::runBatch(folder, params, roi, tool, jobs, out);
+        if (*probeCommand)
+            return cli::runProbe(probe);
     } catch (const frontend::InputError& e) {
-        std::cerr << "functions-cli: " << e.what() << "\n";
+        std::fprintf(cli::userErr(), "functions-cli: %s\n", e.what());
         return 2;
     } catch (const std::exception& e) {
         // Anything else (OpenCV, the JSON library, memory) is still one message and status 2,
         // never an abort.
-        std::cerr << "functions-cli: unexpected error: " << e.what() << "\n";
+        std::fprintf(cli::userErr(), "functions-cli: unexpected error: %s\n", e.what());
+        return 2;
+    } catch (...) {
+        std::fprintf(cli::userErr(), "functions-cli: unexpected error\n");
         return 2;
     }
     return 2;

@@ -141,7 +141,7 @@ void analyse(Profile& profile, const ProfileSettings& settings)
     for (double p : positions) {
         const int nearest = std::clamp(static_cast<int>(std::lround(p)), 0, n - 1);
         ProfileEdge edge;
-        edge.position = static_cast<float>(p); // the calipers keep positions in single precision
+        edge.position = p;
         edge.strength = profile.strength[nearest];
         edge.darkToLight = (profile.derivative[nearest] > 0) != settings.reverse;
         profile.edges.push_back(edge);
@@ -175,14 +175,13 @@ Profile measureProfile(const cv::Mat& image, const ROI& roi, const ProfileSettin
     profile.linesAveraged = grey.rows;
     analyse(profile, settings);
 
-    // Points sit on the band's centre line and are narrowed to float before they are
-    // mapped, as the calipers store them.
-    const double centre = static_cast<float>(grey.rows * 0.5);
+    // Points sit on the band's centre line, mapped into the image as the calipers map theirs.
+    const double centre = grey.rows * 0.5;
     std::vector<cv::Point2d> local;
     for (int k = 0; k < grey.cols; ++k)
         local.emplace_back(k, centre);
     for (const ProfileEdge& edge : profile.edges)
-        local.emplace_back(static_cast<float>(edge.position), centre);
+        local.emplace_back(edge.position, centre);
     std::vector<cv::Point2d> mapped(local.size());
     transformPoints(local, mapped, &rect);
     profile.samplePoints.assign(mapped.begin(), mapped.begin() + grey.cols);

@@ -27,14 +27,29 @@ double requireNumber(const json& object, const std::string& key, const std::stri
     return v.get<double>();
 }
 
-// A number that must be above zero (sizes) or at least zero (radii).
-double requirePositive(const json& object, const std::string& key, const std::string& where, bool zeroAllowed)
+// A number in [minimum, maximum] (an infinite maximum: no upper end).
+double requireInRange(const json& object, const std::string& key, const std::string& where, double minimum,
+                      double maximum = HUGE_VAL)
 {
     const double value = requireNumber(object, key, where);
-    if (value < 0 || (value == 0 && !zeroAllowed))
-        throw InputError(where + ": field '" + key + "' is " + formatNumber(value) + ", it must be " +
-                         (zeroAllowed ? "at least 0" : "above 0"));
+    if (value < minimum || value > maximum)
+        throw InputError(where + ": field '" + key + "' is " + formatNumber(value) +
+                         (std::isinf(maximum) ? ", it must be at least " + formatNumber(minimum)
+                                              : ", outside its range " + formatNumber(minimum) + " .. " +
+                                                    formatNumber(maximum)));
     return value;
+}
+
+// The tools straighten a rectangle into whole pixels and refuse one of a side below 1.
+double requireSide(const json& object, const std::string& key, const std::string& where)
+{
+    return requireInRange(object, key, where, 1);
+}
+
+// Degrees; a turn either way covers every direction, and more is a typo.
+double requireAngle(const json& object, const std::string& key, const std::string& where)
+{
+    return requireInRange(object, key, where, -360, 360);
 }
 
 cv::Point2d requirePoint(const json& object, const std::string& key, const std::string& where)
@@ -58,9 +73,10 @@ void rejectUnknownFields(const json& object, const std::vector<std::string>& kno
 // The two radii of a ring or an arc: either order, not both equal (a band of no width).
 std::pair<double, double> requireRadii(const json& roi, const std::string& where)
 {
-    const double r1 = requirePositive(roi, "radius1", where, true);
-    const double r2 = requirePositive(roi, "radius2", where, true);
-    if (r1 == r2)
+    const double r1 = requireInRange(roi, "radius1", where, 0);
+    const double r2 = requireInRange(roi, "radius2", where, 0);
+    // The shapes hold radii in single precision: equal there is equal.
+    if (static_cast<float>(r1) == static_cast<float>(r2))
         throw InputError(where + ": radius1 and radius2 are both " + formatNumber(r1) +
                          ": the band between them has no width");
     return {r1, r2};
@@ -84,17 +100,17 @@ RoiInput parseRoi(const json& roi, const std::vector<std::string>& accepted, con
     if (parsed.kind == "rotated_rect") {
         rejectUnknownFields(roi, {"type", "centre", "angle", "width", "height"}, where);
         const cv::Point2d c = requirePoint(roi, "centre", where);
-        const double angle = requireNumber(roi, "angle", where);
-        const double w = requirePositive(roi, "width", where, false);
-        const double h = requirePositive(roi, "height", where, false);
+        const double angle = requireAngle(roi, "angle", where);
+        const double w = requireSide(roi, "width", where);
+        const double h = requireSide(roi, "height", where);
         parsed.shape = std::make_unique<RotateRectROI>(c.x, c.y, static_cast<float>(angle), static_cast<float>(w),
                                                        static_cast<float>(h));
         parsed.echo = {{"type", parsed.kind}, {"centre", {c.x, c.y}}, {"angle", angle}, {"width", w}, {"height", h}};
     } else if (parsed.kind == "rect") {
         rejectUnknownFields(roi, {"type", "x", "y", "width", "height"}, where);
         const double x = requireNumber(roi, "x", where), y = requireNumber(roi, "y", where);
-        const double w = requirePositive(roi, "width", where, false);
-        const double h = requirePositive(roi, "height", where, false);
+        const double w = requireSide(roi, "width", where);
+        const double h = requireSide(roi, "height", where);
         parsed.shape = std::make_unique<RectROI>(QRectF(x, y, w, h));
         parsed.echo = {{"type", parsed.kind}, {"x", x}, {"y", y}, {"width", w}, {"height", h}};
     } else if (parsed.kind == "line") {
@@ -114,7 +130,7 @@ RoiInput parseRoi(const json& roi, const std::vector<std::string>& accepted, con
         rejectUnknownFields(roi, {"type", "centre", "radius1", "radius2", "angle1", "angle2"}, where);
         const cv::Point2d c = requirePoint(roi, "centre", where);
         const auto [r1, r2] = requireRadii(roi, where);
-        const double a1 = requireNumber(roi, "angle1", where), a2 = requireNumber(roi, "angle2", where);
+        const double a1 = requireAngle(roi, "angle1", where), a2 = requireAngle(roi, "angle2", where);
         parsed.shape = std::make_unique<ArcROI>(c.x, c.y, static_cast<float>(r1), static_cast<float>(r2),
                                                 static_cast<float>(a1), static_cast<float>(a2));
         parsed.echo = {{"type", parsed.kind}, {"centre", {c.x, c.y}}, {"radius1", r1}, {"radius2", r2},
@@ -130,6 +146,11 @@ void checkInsideImage(const RoiInput& roi, const cv::Mat& image, const std::stri
 {
     double x0 = HUGE_VAL, y0 = HUGE_VAL, x1 = -HUGE_VAL, y1 = -HUGE_VAL;
     for (const cv::Point2d& p : roiOutline(*roi.shape)) {
+        // A size beyond single precision becomes infinite in the shape, its outline NaN,
+        // which no comparison below would catch.
+        if (!std::isfinite(p.x) || !std::isfinite(p.y))
+            throw InputError(source + ": roi is far larger than the image " + imageName + " (" +
+                             std::to_string(image.cols) + " x " + std::to_string(image.rows) + ")");
         x0 = std::min(x0, p.x), y0 = std::min(y0, p.y);
         x1 = std::max(x1, p.x), y1 = std::max(y1, p.y);
     }

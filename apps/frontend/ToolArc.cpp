@@ -37,12 +37,20 @@ ToolDefinition arcTool()
 {
     return {
         "arc",
-        "Circle fitted to edge points inside an arc and the part of it the arc covers; outputs centre [x, y], radius, "
-        "startAngle and endAngle (degrees counter-clockwise, y up) and edgePoints",
+        "Circle fitted to edge points inside an arc, and the part of it the arc covers",
         {"arc"},
         circleFamilyParams(),
         runArc,
         drawCircleFamily,
+        nullptr,
+        {
+            {"centre", "[x, y] of the fitted circle, pixels (when found)"},
+            {"radius", "of the fitted circle, pixels (when found)"},
+            {"diameter", "twice the radius, pixels (when found)"},
+            {"startAngle", "where the found arc begins, degrees counter-clockwise with y up (when found)"},
+            {"endAngle", "where the found arc ends, degrees counter-clockwise with y up (when found)"},
+            {"edgePoints", "[[x, y], ...] the calipers found, after the outlier pass"},
+        },
     };
 }
 } // namespace frontend

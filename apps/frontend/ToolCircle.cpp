@@ -34,12 +34,18 @@ ToolDefinition circleTool()
 {
     return {
         "circle",
-        "Circle fitted to edge points found along the radii of a ring or an arc; outputs centre [x, y], radius and "
-        "edgePoints",
+        "Circle fitted to edge points found along the radii of a ring or an arc",
         {"ring", "arc"},
         circleFamilyParams(),
         runCircle,
         drawCircleFamily,
+        nullptr,
+        {
+            {"centre", "[x, y] of the fitted circle, pixels (when found)"},
+            {"radius", "of the fitted circle, pixels (when found)"},
+            {"diameter", "twice the radius, pixels (when found)"},
+            {"edgePoints", "[[x, y], ...] the calipers found, after the outlier pass"},
+        },
     };
 }
 } // namespace frontend

@@ -9,7 +9,9 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 namespace frontend {
@@ -27,11 +29,18 @@ std::string typeName(ParamType type)
     return "?";
 }
 
+// "is 500, outside its range 0 .. 100", "is -3, it must be at least 1".
+std::string outsideText(const ParamDefinition& definition)
+{
+    const bool bounded = std::isfinite(definition.minimum) && std::isfinite(definition.maximum);
+    return (bounded ? ", outside its range " : ", it must be ") + definition.allowedText();
+}
+
 void checkRange(const ParamDefinition& definition, double value, const std::string& where)
 {
     if (value < definition.minimum || value > definition.maximum)
         throw InputError(where + ": parameter '" + definition.name + "' is " + formatNumber(value) +
-                         ", outside its range " + definition.allowedText());
+                         outsideText(definition));
 }
 
 json validatedValue(const ParamDefinition& definition, const json& value, const std::string& where)
@@ -46,7 +55,7 @@ json validatedValue(const ParamDefinition& definition, const json& value, const 
         const bool tooLarge = value.is_number_unsigned() && value.get<std::uint64_t>() > INT32_MAX;
         if (tooLarge || value.get<long long>() < INT32_MIN || value.get<long long>() > INT32_MAX)
             throw InputError(where + ": parameter '" + definition.name + "' is " + value.dump() +
-                             ", outside its range " + definition.allowedText());
+                             outsideText(definition));
         checkRange(definition, value.get<double>(), where);
         return value;
     }
@@ -226,7 +235,7 @@ cv::Mat loadImage(const std::string& path)
         image.release(); // a decoder that gives up on a damaged file is an unreadable image
     }
     if (image.empty())
-        throw InputError(path + ": not a readable image (png, bmp, jpg or tif expected)");
+        throw InputError(path + ": not a readable image: damaged, cut short, or not a png, bmp, jpg or tif");
     // The decoders give BGR(A); the library's grey conversion expects RGB order.
     if (image.channels() == 3)
         cv::cvtColor(image, image, cv::COLOR_BGR2RGB);
@@ -235,28 +244,57 @@ cv::Mat loadImage(const std::string& path)
     return checkedImage(image, path);
 }
 
-json loadParameters(const std::string& path)
+json parseJson(const std::string& text, const std::string& source)
 {
-    std::ifstream in(path);
-    if (!in)
-        throw InputError(path + ": cannot open parameters file");
+    // The parser names the line and column of a syntax error but not of a number beyond
+    // the range of a double (1e400); the last key seen names its field.
+    std::string lastKey;
+    const json::parser_callback_t trackKeys = [&lastKey](int, json::parse_event_t event, json& parsed) {
+        if (event == json::parse_event_t::key)
+            lastKey = parsed.get<std::string>();
+        return true;
+    };
     json parameters;
     try {
-        parameters = json::parse(in);
+        parameters = json::parse(text, trackKeys);
     } catch (const json::exception& e) {
-        // Syntax errors and numbers beyond double range (1e400) alike.
-        throw InputError(path + ": malformed JSON: " + e.what());
+        // "[json.exception.parse_error.101] parse error at ...": the bracket means nothing to a user.
+        std::string what = e.what();
+        const size_t bracket = what.find("] ");
+        if (what.rfind("[json.exception.", 0) == 0 && bracket != std::string::npos)
+            what.erase(0, bracket + 2);
+        const bool outOfRange = dynamic_cast<const json::out_of_range*>(&e) != nullptr;
+        throw InputError(source + ": malformed JSON: " +
+                         (outOfRange && !lastKey.empty() ? "field '" + lastKey + "': " : "") + what);
     }
-    if (!parameters.is_object())
-        throw InputError(path + ": the parameters must be a JSON object");
     return parameters;
 }
 
-ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
-                       const std::string& source, const std::string& imageName)
+json parseParameters(const std::string& text, const std::string& source)
+{
+    json parameters = parseJson(text, source);
+    if (!parameters.is_object())
+        throw InputError(source + ": the parameters must be a JSON object");
+    return parameters;
+}
+
+json loadParameters(const std::string& path)
+{
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec))
+        throw InputError(path + ": a folder, not a parameters file");
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw InputError(path + ": cannot open parameters file");
+    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (in.bad())
+        throw InputError(path + ": cannot read parameters file");
+    return parseParameters(text, path);
+}
+
+ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, const std::string& source)
 {
     ToolInput input;
-    input.image = image;
     input.paramDefinitions = &tool.params;
     input.settings = json::object();
     for (auto it = parameters.begin(); it != parameters.end(); ++it) {
@@ -286,8 +324,17 @@ ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const
         if (!parameters.contains("roi"))
             throw InputError(source + ": missing 'roi' (one of: " + joined(tool.roiKinds) + ")");
         input.roi = parseRoi(parameters.at("roi"), tool.roiKinds, source);
-        checkInsideImage(input.roi, image, source, imageName);
     }
+    return input;
+}
+
+ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
+                       const std::string& source, const std::string& imageName)
+{
+    ToolInput input = prepareSettings(tool, parameters, source);
+    input.image = image;
+    if (!input.roi.kind.empty())
+        checkInsideImage(input.roi, image, source, imageName);
     return input;
 }
 

@@ -91,6 +91,12 @@ struct ToolResult {
     double microseconds = 0; // time spent in the library call(s)
 };
 
+/// One value of a tool's "outputs" in the record of a run.
+struct OutputDefinition {
+    std::string name;
+    std::string help; ///< what it is, with units and when it is present
+};
+
 struct ToolDefinition {
     std::string name;
     std::string summary;
@@ -102,6 +108,8 @@ struct ToolDefinition {
     /// Cross-setting checks beyond each setting's own range (e.g. min below max); throws
     /// InputError naming `source`. May be empty.
     std::function<void(const json& settings, const std::string& source)> checkSettings = nullptr;
+    /// What the record's "outputs" holds.
+    std::vector<OutputDefinition> outputs = {};
 };
 
 /// Every tool, in the order `tools` lists them.
@@ -117,11 +125,24 @@ cv::Mat loadImage(const std::string& path);
 /// 1, 3 or 4 channels (colour in RGB order, alpha dropped), not empty. `source` names it.
 cv::Mat checkedImage(const cv::Mat& image, const std::string& source);
 
-/// Parses a parameters file (JSON object: "roi" plus the tool's settings).
+/// Parses JSON text; throws InputError naming `source`, the line and column of a syntax
+/// error, or the field of a number beyond the range of a double.
+json parseJson(const std::string& text, const std::string& source);
+
+/// Parses parameters (JSON object: "roi" plus the tool's settings) from text; `source`
+/// names them in messages.
+json parseParameters(const std::string& text, const std::string& source);
+
+/// Reads and parses a parameters file.
 json loadParameters(const std::string& path);
 
-/// Validates settings against the tool, fills defaults, parses and checks the ROI against
-/// the image size. `source` names the parameters file, `imageName` the image in messages.
+/// Validates settings against the tool, fills defaults and parses the ROI: all that does
+/// not depend on the image, so a batch can refuse bad settings once, before any image is
+/// read. The input has no image yet. `source` names the parameters in messages.
+ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, const std::string& source);
+
+/// prepareSettings, then the image and the check that the ROI lies inside it. `source`
+/// names the parameters file, `imageName` the image in messages.
 ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
                        const std::string& source, const std::string& imageName);
 

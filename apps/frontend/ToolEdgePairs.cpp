@@ -125,8 +125,7 @@ ToolDefinition edgePairsTool()
 {
     return {
         "edge_pairs",
-        "A pair of edges per band of a rotated rectangle, as for width measurements; outputs pairs "
-        "[{first, second, distance}] and meanDistance",
+        "A pair of edges per band of a rotated rectangle, as for width measurements",
         {"rotated_rect"},
         {
             ParamDefinition::choice("pairMode", "Outermost", {"Outermost", "Middle"},
@@ -153,6 +152,12 @@ ToolDefinition edgePairsTool()
         },
         runEdgePairs,
         drawEdgePairs,
+        nullptr,
+        {
+            {"count", "number of bands that gave a pair"},
+            {"pairs", "[{first: [x, y], second: [x, y], distance}, ...] one per band, distance in pixels"},
+            {"meanDistance", "mean of the pairs' distances, pixels (when there is a pair)"},
+        },
     };
 }
 } // namespace frontend

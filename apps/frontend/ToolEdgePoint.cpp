@@ -41,7 +41,7 @@ ToolDefinition edgePointTool()
 {
     return {
         "edge_point",
-        "First edge along a rotated rectangle's width (one averaged caliper); outputs point [x, y]",
+        "First edge along a rotated rectangle's width (one averaged caliper)",
         {"rotated_rect"},
         {
             ParamDefinition::choice("direction", "LeftToRight", {"LeftToRight", "RightToLeft"},
@@ -56,6 +56,11 @@ ToolDefinition edgePointTool()
         },
         runEdgePoint,
         drawEdgePoint,
+        nullptr,
+        {
+            {"maxGradient", "strongest edge response of the profile (grey levels per column)"},
+            {"point", "[x, y] of the edge, pixels (when found)"},
+        },
     };
 }
 } // namespace frontend

@@ -45,7 +45,7 @@ ToolDefinition edgePointsTool()
 {
     return {
         "edge_points",
-        "Sub-pixel edge point of every segment of a rectangle (segment caliper); outputs points [[x, y], ...]",
+        "Sub-pixel edge point of every segment of a rectangle (segment caliper)",
         {"rotated_rect", "rect"},
         {
             ParamDefinition::choice("scanAxis", "AlongWidth", {"AlongWidth", "AlongHeight"},
@@ -65,6 +65,11 @@ ToolDefinition edgePointsTool()
         },
         runEdgePoints,
         drawEdgePointsResult,
+        nullptr,
+        {
+            {"count", "number of points"},
+            {"points", "[[x, y], ...] in image pixels, in segment order"},
+        },
     };
 }
 } // namespace frontend

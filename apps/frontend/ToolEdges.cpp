@@ -48,8 +48,7 @@ ToolDefinition edgesTool()
 {
     return {
         "edges",
-        "Every edge of one averaged profile across a rectangle, in scan order; outputs positions along the "
-        "profile, polarities (1 falling, -1 rising) and points [[x, y], ...] on the ROI's centre line",
+        "Every edge of one averaged profile across a rectangle, in scan order",
         {"rotated_rect", "rect"},
         {
             ParamDefinition::choice("direction", "LeftToRight", {"LeftToRight", "RightToLeft", "TopToBottom", "BottomToTop"},
@@ -64,6 +63,13 @@ ToolDefinition edgesTool()
         },
         runEdges,
         drawEdges,
+        nullptr,
+        {
+            {"maxGradient", "strongest edge response of the profile"},
+            {"positions", "edge positions along the profile, samples from the ROI's start"},
+            {"polarities", "per edge: 1 falling (light to dark), -1 rising, along the scan"},
+            {"points", "[[x, y], ...] of the edges on the ROI's centre line, image pixels"},
+        },
     };
 }
 } // namespace frontend

@@ -119,7 +119,7 @@ ToolDefinition lineTool()
     return {
         "line",
         "Straight edge across a rotated rectangle: one caliper per band along its height, a fitted line directed "
-        "from the first caliper to the last, clipped to the ROI; outputs line [vx, vy, x0, y0], start, end, edgePoints",
+        "from the first caliper to the last, clipped to the ROI",
         {"rotated_rect"},
         {
             ParamDefinition::choice("direction", "LeftToRight", {"LeftToRight", "RightToLeft"},
@@ -142,6 +142,15 @@ ToolDefinition lineTool()
         },
         runLine,
         drawLine,
+        nullptr,
+        {
+            {"line", "[vx, vy, x0, y0]: unit direction and a point on the line (when found)"},
+            {"start", "[x, y] where the line enters the ROI (when found)"},
+            {"end", "[x, y] where the line leaves the ROI (when found)"},
+            {"angle", "direction of the line, degrees, atan2(vy, vx) with y down (when found)"},
+            {"noiseRemoved", "whether the noise pass refitted the line (when noiseDistance is above 0)"},
+            {"edgePoints", "[[x, y], ...] one per caliper band that found an edge"},
+        },
     };
 }
 } // namespace frontend

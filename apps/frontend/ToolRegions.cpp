@@ -1,6 +1,7 @@
 // Front-end adapter of the region chain: band threshold, shape selection, sorting.
 
 #include "Drawing.h"
+#include "Messages.h"
 #include "ToolAdapters.h"
 
 #include <Functions.h>
@@ -11,6 +12,30 @@
 
 namespace frontend {
 namespace {
+
+constexpr double kPi = 3.141592653589793;
+
+// A region's features, the selection's own among them: rectangularity is computed as the
+// selection computes it (area over the float area of the smallest rotated rectangle
+// around the outer outline), so a region reported at 0.9 passes a minimum of 0.9.
+json regionJson(const ContourLayer& layer)
+{
+    const std::vector<cv::Point>& outer = layer.contours[layer.outerIndex];
+    const cv::Rect bounds = cv::boundingRect(outer);
+    const double area = getContourArea(layer);
+    const cv::RotatedRect box = cv::minAreaRect(outer);
+    const float boxArea = box.size.width * box.size.height;
+    const double perimeter = cv::arcLength(outer, true);
+    json region = {{"area", area},
+                   {"centroid", pointJson(getContourFocus(layer))},
+                   {"box", {bounds.x, bounds.y, bounds.width, bounds.height}},
+                   {"holes", layer.holeIndexes.size()},
+                   {"perimeter", perimeter}};
+    // Undefined for a region of no extent (a line of pixels has a box of no area).
+    region["rectangularity"] = boxArea > 0 ? json(area / boxArea) : json(nullptr);
+    region["circularity"] = perimeter > 0 ? json(4 * kPi * area / (perimeter * perimeter)) : json(nullptr);
+    return region;
+}
 
 ToolResult runRegions(ToolInput& input)
 {
@@ -36,15 +61,8 @@ ToolResult runRegions(ToolInput& input)
     });
 
     json list = json::array();
-    for (size_t k = 0; k < order.size() && sorted; ++k) {
-        const ContourLayer& layer = kept[order[k]];
-        const cv::Rect bounds = cv::boundingRect(layer.contours[layer.outerIndex]);
-        const cv::Point2d centroid = getContourFocus(layer);
-        list.push_back({{"area", getContourArea(layer)},
-                        {"centroid", pointJson(centroid)},
-                        {"box", {bounds.x, bounds.y, bounds.width, bounds.height}},
-                        {"holes", layer.holeIndexes.size()}});
-    }
+    for (size_t k = 0; k < order.size() && sorted; ++k)
+        list.push_back(regionJson(kept[order[k]]));
     result.success = !kept.isEmpty() && sorted;
     result.outputs = {{"count", kept.size()}, {"regions", list}};
     return result;
@@ -72,8 +90,8 @@ void checkRegionBounds(const json& settings, const std::string& source)
     for (const char* feature : {"Gray", "Area", "Rectangularity"}) {
         const std::string low = std::string("min") + feature, high = std::string("max") + feature;
         if (settings.at(low).get<double>() > settings.at(high).get<double>())
-            throw InputError(source + ": parameter '" + low + "' (" + settings.at(low).dump() +
-                             ") is above '" + high + "' (" + settings.at(high).dump() + ")");
+            throw InputError(source + ": parameter '" + low + "' (" + formatNumber(settings.at(low).get<double>()) +
+                             ") is above '" + high + "' (" + formatNumber(settings.at(high).get<double>()) + ")");
     }
 }
 
@@ -106,6 +124,13 @@ ToolDefinition regionsTool()
         runRegions,
         drawRegions,
         checkRegionBounds,
+        {
+            {"count", "number of regions kept"},
+            {"regions", "per region, in the sorted order: area (square pixels, holes subtracted), centroid [x, y], box "
+                        "[x, y, width, height] of the outer outline, holes, perimeter (length of the outer outline "
+                        "through its pixel centres), rectangularity (area over the smallest rotated rectangle's, as "
+                        "selected on) and circularity (4 pi area / perimeter squared, near 1 for a disc)"},
+        },
     };
 }
 } // namespace frontend

@@ -12,6 +12,23 @@
 namespace frontend {
 namespace {
 
+// Where the rows of the print lie: the crop levelled onto the library's canvas, the
+// print's pixels by Otsu's split of the crop itself, counted only where the turned crop
+// covers the canvas (its uncovered corners are not print). Rows are returned as canvas
+// rows; false when no pixel is print.
+bool printRows(cv::Mat crop, double skew, bool darkPrint, int& top, int& bottom)
+{
+    cv::Mat unused;
+    const double split = cv::threshold(crop, unused, 0, 255, cv::THRESH_BINARY | cv::THRESH_OTSU);
+    cv::Mat levelled, footprint, print;
+    skewCorrectionRot(crop, levelled, skew, cv::Scalar(0));
+    cv::Mat covered(crop.size(), CV_8U, cv::Scalar(255));
+    skewCorrectionRot(covered, footprint, skew, cv::Scalar(0));
+    cv::threshold(levelled, print, split, 255, darkPrint ? cv::THRESH_BINARY_INV : cv::THRESH_BINARY);
+    print.setTo(0, footprint < 255);
+    return cv::countNonZero(print) > 0 && cutCharacterTopBottom(print, top, bottom);
+}
+
 ToolResult runSkew(ToolInput& input)
 {
     const cv::Rect box = roiPixels(input);
@@ -25,22 +42,25 @@ ToolResult runSkew(ToolInput& input)
     bool rowsFound = false;
     result.microseconds = timeMicroseconds([&] {
         skew = clcHorizontalSkew(crop);
-        if (!std::isfinite(skew))
-            return;
-        // Level the crop, fill what the turn uncovers with the crop's own median-ish grey
-        // (its mean), then find the rows that hold print: pixels of the print's polarity
-        // beyond Otsu's split.
-        cv::Mat levelled;
-        skewCorrectionRot(crop, levelled, skew, cv::Scalar(cv::mean(crop)[0]));
-        cv::Mat ink;
-        const int type = input.choice("print") == 0 ? cv::THRESH_BINARY : cv::THRESH_BINARY_INV;
-        cv::threshold(levelled, ink, 0, 255, type | cv::THRESH_OTSU);
-        rowsFound = cutCharacterTopBottom(ink, top, bottom);
+        // -90 is the library's answer for a crop without a horizontal edge to vote.
+        result.success = std::isfinite(skew) && skew != -90.0;
+        if (result.success)
+            rowsFound = printRows(crop, skew, input.choice("print") == 1, top, bottom);
     });
-    result.success = std::isfinite(skew) && skew != -90.0;
+    if (!result.success)
+        return result;
     result.outputs = {{"skew", skew}};
-    if (result.success && rowsFound)
-        result.outputs["characterRows"] = {{"top", top}, {"bottom", bottom}, {"height", bottom - top + 1}};
+    if (rowsFound) {
+        // A canvas row lies (row - canvas height / 2) from the canvas centre, across the
+        // print; at the crop's centre column that is cos(skew) times as far in image rows.
+        const double a = skew * CV_PI / 180.0;
+        const double canvasHeight = crop.rows * std::abs(std::cos(a)) + crop.cols * std::abs(std::sin(a));
+        const auto imageRow = [&](int row) {
+            return box.y + crop.rows * 0.5 + (row - canvasHeight * 0.5) * std::cos(a);
+        };
+        result.outputs["characterRows"] = {{"top", imageRow(top)}, {"bottom", imageRow(bottom)},
+                                           {"height", bottom - top + 1}};
+    }
     return result;
 }
 
@@ -72,6 +92,12 @@ ToolDefinition skewTool()
         },
         runSkew,
         drawSkew,
+        nullptr,
+        {
+            {"skew", "degrees, positive descends to the right (when the print has horizontal edges)"},
+            {"characterRows", "{top, bottom, height}: top and bottom of the print at the ROI's centre column in image "
+                              "rows, and its height in pixels across the print (when found)"},
+        },
     };
 }
 } // namespace frontend
