@@ -206,15 +206,26 @@ ToolDefinition diameterTool()
 {
     return {
         "diameter",
-        "Two-point diameters across a ring along opposite radial calipers; outputs meanDiameter, minDiameter and "
-        "maxDiameter with their directions minDiameterAngle and maxDiameterAngle (degrees counter-clockwise, y up, "
-        "0 .. 180), roundness, centre [x, y] and radius of the fitted circle, diameters with diameterAngles, and "
-        "edgePoints",
+        "Two-point diameters across a ring along opposite radial calipers, their extremes and directions, "
+        "the mean diameter and roundness",
         {"ring"},
         diameterParams(),
         runDiameter,
         drawDiameters,
         checkDiameterSettings,
+        {
+            {"meanDiameter", "mean of the two-point diameters, pixels (when found)"},
+            {"minDiameter", "smallest two-point diameter, pixels (when found)"},
+            {"minDiameterAngle", "its direction, degrees counter-clockwise with y up, 0 .. 180 (when found)"},
+            {"maxDiameter", "largest two-point diameter, pixels (when found)"},
+            {"maxDiameterAngle", "its direction, degrees counter-clockwise with y up, 0 .. 180 (when found)"},
+            {"roundness", "largest minus smallest distance of an edge point from the fitted centre, pixels"},
+            {"centre", "[x, y] of the circle fitted to the edge points, pixels (when found)"},
+            {"radius", "of the fitted circle, pixels (when found)"},
+            {"diameters", "every two-point diameter measured, pixels, in the order of diameterAngles"},
+            {"diameterAngles", "direction of each of those diameters, degrees, 0 .. 180"},
+            {"edgePoints", "[[x, y], ...] the edge point of every caliper that found one, in angle order"},
+        },
     };
 }
 } // namespace frontend
