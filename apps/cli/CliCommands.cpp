@@ -1,5 +1,6 @@
 #include "CliCommands.h"
 
+#include "Readable.h"
 #include "ToolDefinition.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -99,9 +100,7 @@ int runTool(const std::string& imagePath, const std::string& toolName, const std
     ToolInput input = prepareInput(tool, parameters, image, paramsPath, imagePath);
 
     ToolResult result;
-    json record = runRecord(tool, input, imagePath, result);
-    if (compact && record.contains("diagnostics"))
-        record["diagnostics"].erase("points");
+    const json record = readableRecord(runRecord(tool, input, imagePath, result), compact);
     if (!overlayPath.empty()) {
         cv::Mat picture;
         cv::cvtColor(image, picture, image.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_RGB2BGR);
@@ -180,7 +179,7 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
 
     std::string lines;
     for (const json& r : records)
-        lines += r.dump() + "\n";
+        lines += readableRecord(r, false).dump() + "\n";
     if (outPath.empty())
         std::cout << lines << std::flush;
     else
