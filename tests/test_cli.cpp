@@ -373,7 +373,11 @@ TEST_F(Cli, ResultsSayHowFarToTrustThemAndWhyTheyFailed)
               static_cast<int>(circle["outputs"]["edgePoints"].size()));
     const json compact = runTool("circle", json::object(), " --compact");
     EXPECT_FALSE(compact["diagnostics"].contains("points"));
+    EXPECT_FALSE(compact["outputs"].contains("edgePoints"));
     EXPECT_EQ(compact["quality"], circle["quality"]);
+    // Written for people: positions to 1e-4 px, not 17 digits.
+    const std::string radius = circle["outputs"]["radius"].dump();
+    EXPECT_LE(radius.size() - radius.find('.') - 1, 4u) << radius;
 
     // Each failure names its rule and the number behind it.
     const json line = runTool("line", {{"minStrength", 500}});

@@ -259,7 +259,7 @@ TEST(FitQuality, UndeterminedShapesFailAndLeaveTheRecord)
 // Edge pair widths
 // ---------------------------------------------------------------------------------
 
-TEST(EdgePairWidthQuality, SpreadOfThePairsAlongTheScanAxis)
+TEST(EdgePairWidthQuality, SpreadOfThePairsAndTheRoundingOfWholeSamples)
 {
     _MulEdgePointDetParam param;
     param.segmentAxis = 1; // vertical bands: widths along y
@@ -270,14 +270,48 @@ TEST(EdgePairWidthQuality, SpreadOfThePairsAlongTheScanAxis)
     EXPECT_EQ(quality.pairCount, 3);
     EXPECT_DOUBLE_EQ(quality.width.value, 11.0);
     EXPECT_DOUBLE_EQ(quality.spread, 1.0);
-    EXPECT_DOUBLE_EQ(quality.width.sigma, 1.0 / std::sqrt(3.0));
-    EXPECT_NEAR(quality.width.halfWidth95, 4.30265272974946 / std::sqrt(3.0), 1e-9);
+    // Scatter of the mean 1/3 plus rounding 1/6; 4.5 effective degrees of freedom, taken as 4.
+    EXPECT_DOUBLE_EQ(quality.width.sigma, std::sqrt(0.5));
+    EXPECT_NEAR(quality.width.halfWidth95, 2.776445105197793 * std::sqrt(0.5), 1e-9);
     EXPECT_EQ(quality.minWidth, 10.0);
     EXPECT_EQ(quality.maxWidth, 12.0);
 
+    // Equal whole-sample widths are not known exactly: the rounding stays, with the
+    // normal factor, however many pairs agree.
+    param.firstEdges = {{5, 10}, {15, 10}, {25, 10}, {35, 10}};
+    param.secondEdges = {{5, 50}, {15, 50}, {25, 50}, {35, 50}};
+    ASSERT_TRUE(getEdgePairWidthQuality(param, quality));
+    EXPECT_DOUBLE_EQ(quality.width.sigma, 1.0 / std::sqrt(6.0));
+    EXPECT_NEAR(quality.width.halfWidth95, 1.959964 / std::sqrt(6.0), 1e-5);
+
     param.secondEdges.resize(1);
     EXPECT_FALSE(getEdgePairWidthQuality(param, quality));
-    EXPECT_EQ(quality.pairCount, 3);
+    EXPECT_EQ(quality.pairCount, 4);
+}
+
+// The arc tool's situation: a dozen points on a third of a circle, fitted with Tukey
+// weights, which settle on a handful of them. The reported 95 % intervals must hold the
+// true radius about 95 % of the time (the sandwich form held it 76 % of the time here).
+TEST(FitQuality, TukeyCircleIntervalsHoldTheTruthOnFewPoints)
+{
+    cv::RNG rng(777);
+    const cv::Point2d centre(300, 200);
+    constexpr double kRadius = 50;
+    constexpr int kSets = 300;
+    int covered = 0;
+    for (int set = 0; set < kSets; ++set) {
+        std::vector<cv::Point2d> points;
+        for (int k = 0; k < 12; ++k)
+            points.push_back(onCircle(centre, kRadius + rng.gaussian(0.3), 40.0 + 120.0 * k / 11));
+        cv::Point2d c;
+        double r = 0;
+        ASSERT_TRUE(fitCircle(points, c, r, FitCircleTukey));
+        CircleFitQuality q;
+        ASSERT_TRUE(getCircleFitQuality(points, c, r, FitCircleTukey, q));
+        covered += std::abs(r - kRadius) <= q.radius.halfWidth95;
+    }
+    EXPECT_GE(covered, 0.90 * kSets) << covered;
+    EXPECT_LE(covered, 0.98 * kSets) << covered;
 }
 
 // ---------------------------------------------------------------------------------

@@ -1,5 +1,6 @@
 #include "FitQuality.h"
 
+#include "FitQuality_p.h"
 #include "FittingSupport_p.h"
 
 #include <Eigen/Dense>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cfloat>
 #include <cmath>
+#include <initializer_list>
 #include <limits>
 #include <utility>
 
@@ -22,6 +24,36 @@ constexpr double kMinReciprocalCondition = 1e-12;
 // Above this many degrees of freedom the closed form would sum too many terms; the
 // expansion about the normal quantile is then accurate to far below 1e-9.
 constexpr int kExpansionDegreesOfFreedom = 1000;
+// Standard uncertainty of a width read as the difference of two positions rounded to
+// whole samples: two roundings of 1/sqrt(12) each.
+const double kWidthRounding = 1.0 / std::sqrt(6.0);
+// Degrees of freedom standing for "known exactly": the t factor there is the normal
+// 1.95996 to five digits.
+constexpr double kNormalDegreesOfFreedom = 1e6;
+
+// What calipers segmentWidth lines wide every segmentStep lines do to a fit's uncertainty:
+// calipers k steps apart share the fraction rho_k = 1 - k * step / width of their lines,
+// so their noise correlates by rho_k. The variance of a parameter that every point
+// informs alike grows by 1 + 2 * sum(rho_k) (width / step when the step divides the
+// width), and a variance estimated from such residuals varies as if it had
+// 1 + 2 * sum(rho_k^2) times fewer degrees of freedom (Bartlett).
+struct CaliperOverlap {
+    double variance = 1;
+    double degreesOfFreedom = 1; // divisor
+};
+
+CaliperOverlap caliperOverlap(int segmentWidth, int segmentStep)
+{
+    CaliperOverlap overlap;
+    if (segmentStep < 1 || segmentWidth <= segmentStep)
+        return overlap;
+    for (int k = 1; k * segmentStep < segmentWidth; ++k) {
+        const double shared = 1.0 - static_cast<double>(k) * segmentStep / segmentWidth;
+        overlap.variance += 2 * shared;
+        overlap.degreesOfFreedom += 2 * shared * shared;
+    }
+    return overlap;
+}
 
 bool finitePoints(const std::vector<cv::Point2d>& points)
 {
@@ -176,18 +208,15 @@ double varianceFactor(const Eigen::VectorXd& residuals, Eigen::Index parameters,
     return k * k * psiSquares / static_cast<double>(n - parameters) / (meanSlope * meanSlope);
 }
 
-// Residual statistics and standard uncertainties of the parameters, from the residuals
-// and their derivatives J (one row per point), for a fit with the given weighting. False when J^T J is too ill-conditioned
-// to invert: then the points do not determine every parameter. The parameters mix units
-// (pixels, radians), so the condition is judged with each column of J multiplied by
-// scale: radians by a length of the shape, which turns every parameter into a
-// displacement in pixels. A normalisation per column alone would hide a parameter that
-// no point can feel (an ellipse's angle at equal axes) behind rounding noise.
-bool parameterUncertainty(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd& residuals,
-                          const Eigen::VectorXd& scale, const Weighting& weighting, FitResiduals& stats,
-                          Eigen::VectorXd& sigma)
+// The inverse of J^T J, false when it is too ill-conditioned to invert: then the points
+// do not determine every parameter. The parameters mix units (pixels, radians), so the
+// condition is judged with each column of J multiplied by scale: radians by a length of
+// the shape, which turns every parameter into a displacement in pixels. A normalisation
+// per column alone would hide a parameter that no point can feel (an ellipse's angle at
+// equal axes) behind rounding noise. The inverse is returned for the scaled columns.
+bool inverseNormalMatrix(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd& scale, Eigen::MatrixXd& inverse)
 {
-    const Eigen::Index n = jacobian.rows(), p = jacobian.cols();
+    const Eigen::Index p = jacobian.cols();
     const Eigen::MatrixXd scaled = scale.asDiagonal() * (jacobian.transpose() * jacobian) * scale.asDiagonal();
     if (!scaled.allFinite())
         return false;
@@ -197,24 +226,56 @@ bool parameterUncertainty(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd
     const Eigen::VectorXd lambda = eigen.eigenvalues(); // ascending
     if (!(lambda(0) > kMinReciprocalCondition * lambda(p - 1)))
         return false;
-    const Eigen::MatrixXd inverseScaled =
-        eigen.eigenvectors() * lambda.cwiseInverse().asDiagonal() * eigen.eigenvectors().transpose();
+    inverse = eigen.eigenvectors() * lambda.cwiseInverse().asDiagonal() * eigen.eigenvectors().transpose();
+    return true;
+}
 
-    const double sumSquares = residuals.squaredNorm();
-    const int dof = static_cast<int>(n - p);
+FitResiduals residualStatistics(const Eigen::VectorXd& residuals, int degreesOfFreedom)
+{
+    FitResiduals stats;
+    stats.pointCount = static_cast<int>(residuals.size());
+    stats.degreesOfFreedom = degreesOfFreedom;
+    stats.rms = std::sqrt(residuals.squaredNorm() / residuals.size());
+    stats.maxAbs = residuals.cwiseAbs().maxCoeff();
+    stats.t95 = t95(degreesOfFreedom);
+    return stats;
+}
+
+// Residual statistics and standard uncertainties of the parameters from the closed forms
+// (unweighted and Huber fits), from the residuals and their derivatives J (one row per
+// point); scale as for inverseNormalMatrix.
+bool parameterUncertainty(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd& residuals,
+                          const Eigen::VectorXd& scale, const Weighting& weighting, FitResiduals& stats,
+                          Eigen::VectorXd& sigma)
+{
+    const Eigen::Index n = jacobian.rows(), p = jacobian.cols();
+    Eigen::MatrixXd inverseScaled;
+    if (!inverseNormalMatrix(jacobian, scale, inverseScaled))
+        return false;
     const double variance = varianceFactor(residuals, p, weighting);
     if (!std::isfinite(variance))
         return false;
     sigma.resize(p);
     for (Eigen::Index k = 0; k < p; ++k)
         sigma(k) = std::sqrt(variance * inverseScaled(k, k)) * scale(k);
-
-    stats.pointCount = static_cast<int>(n);
-    stats.degreesOfFreedom = dof;
-    stats.rms = std::sqrt(sumSquares / n);
-    stats.maxAbs = residuals.cwiseAbs().maxCoeff();
-    stats.t95 = t95(dof);
+    stats = residualStatistics(residuals, static_cast<int>(n - p));
     return sigma.allFinite() && std::isfinite(stats.rms);
+}
+
+// The noise estimate behind a Tukey fit's refits, with the residual statistics on its
+// degrees of freedom; false when the shape is undetermined or too few points remain.
+bool tukeyNoise(const Eigen::MatrixXd& jacobian, const Eigen::VectorXd& residuals, const Eigen::VectorXd& scale,
+                FitResiduals& stats, double& noiseSigma)
+{
+    Eigen::MatrixXd unused;
+    double variance = 0;
+    int kept = 0;
+    if (!inverseNormalMatrix(jacobian, scale, unused) ||
+        !fit_quality::clippedNoiseVariance(jacobian, residuals, variance, kept))
+        return false;
+    stats = residualStatistics(residuals, kept - static_cast<int>(jacobian.cols()));
+    noiseSigma = std::sqrt(variance);
+    return std::isfinite(stats.rms);
 }
 
 FittedValue fitted(double value, double sigma, double t)
@@ -347,6 +408,23 @@ bool collinear(const std::vector<cv::Point2d>& points)
     return !(half - root > kMinReciprocalCondition * (half + root));
 }
 
+// Widens the given values of a line or circle quality for overlapping calipers (see
+// widenForOverlappingCalipers).
+template <typename Quality>
+void widenEach(int segmentWidth, int segmentStep, Quality& quality, std::initializer_list<FittedValue*> values)
+{
+    const CaliperOverlap overlap = caliperOverlap(segmentWidth, segmentStep);
+    if (overlap.variance == 1.0)
+        return;
+    FitResiduals& r = quality.residuals;
+    r.degreesOfFreedom = std::max(1, static_cast<int>(std::floor(r.degreesOfFreedom / overlap.degreesOfFreedom)));
+    r.t95 = t95(r.degreesOfFreedom);
+    for (FittedValue* v : values) {
+        v->sigma *= std::sqrt(overlap.variance);
+        v->halfWidth95 = r.t95 * v->sigma;
+    }
+}
+
 } // namespace
 
 bool getStudentTQuantile(double probability, int degreesOfFreedom, double& quantile)
@@ -395,11 +473,18 @@ bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& 
     const double extent = std::sqrt(jacobian.col(0).squaredNorm() / count);
     if (!(extent > 0))
         return false;
+    const Weighting weighting = weightingOf(type, param);
+    const Eigen::Vector2d scale(1.0 / extent, 1.0);
     FitResiduals stats;
-    Eigen::VectorXd sigma;
-    if (!parameterUncertainty(jacobian, residuals, Eigen::Vector2d(1.0 / extent, 1.0), weightingOf(type, param), stats,
-                              sigma))
+    Eigen::VectorXd sigma(2);
+    if (weighting.kind == Weighting::Tukey) {
+        double noise = 0;
+        if (!tukeyNoise(jacobian, residuals, scale, stats, noise) ||
+            !fit_quality::refitLineSpread(points, u, anchor, type, param, noise, sigma(0), sigma(1)))
+            return false;
+    } else if (!parameterUncertainty(jacobian, residuals, scale, weighting, stats, sigma)) {
         return false;
+    }
     quality.residuals = stats;
     quality.angle = fitted(std::atan2(u.y, u.x) * kDegreesPerRadian, sigma(0) * kDegreesPerRadian, stats.t95);
     quality.offset = fitted(origin.dot(n), sigma(1), stats.t95);
@@ -431,9 +516,17 @@ bool getCircleFitQuality(const std::vector<cv::Point2d>& points, cv::Point2d cen
         jacobian(i, 2) = -1.0;
     }
     FitResiduals stats;
-    Eigen::VectorXd sigma;
-    if (!parameterUncertainty(jacobian, residuals, Eigen::Vector3d::Ones(), circleWeighting, stats, sigma))
+    Eigen::VectorXd sigma(3);
+    if (circleWeighting.kind == Weighting::Tukey) {
+        double noise = 0;
+        Eigen::Vector3d spread;
+        if (!tukeyNoise(jacobian, residuals, Eigen::Vector3d::Ones(), stats, noise) ||
+            !fit_quality::refitCircleSpread(points, centre, radius, type, noise, spread))
+            return false;
+        sigma = spread;
+    } else if (!parameterUncertainty(jacobian, residuals, Eigen::Vector3d::Ones(), circleWeighting, stats, sigma)) {
         return false;
+    }
     quality.residuals = stats;
     quality.centreX = fitted(centre.x, sigma(0), stats.t95);
     quality.centreY = fitted(centre.y, sigma(1), stats.t95);
@@ -498,14 +591,33 @@ bool getEdgePairWidthQuality(const _MulEdgePointDetParam& param, EdgePairWidthQu
         squares += (w - mean) * (w - mean);
     const int dof = static_cast<int>(pairs) - 1;
     const double spread = std::sqrt(squares / dof);
+    const CaliperOverlap overlap = caliperOverlap(param.segmentWidth, param.segmentStep);
+    const double scatter = spread * spread / static_cast<double>(pairs) * overlap.variance;
+    const double sigma = std::sqrt(scatter + kWidthRounding * kWidthRounding);
+    // Welch-Satterthwaite: nu = sigma^4 / (scatter^2 / nu_scatter), the rounding term
+    // exactly known. Beyond the range of whole degrees of freedom the factor is normal.
+    const double scatterDegrees = dof / overlap.degreesOfFreedom;
+    const double nu =
+        scatter > 0 ? std::pow(sigma, 4) / (scatter * scatter / scatterDegrees) : kNormalDegreesOfFreedom;
     quality.pairCount = static_cast<int>(pairs);
     quality.degreesOfFreedom = dof;
-    quality.t95 = t95(dof);
-    quality.width = fitted(mean, spread / std::sqrt(static_cast<double>(pairs)), quality.t95);
+    quality.t95 = t95(static_cast<int>(std::min(std::floor(nu), kNormalDegreesOfFreedom)));
+    quality.width = fitted(mean, sigma, quality.t95);
     quality.spread = spread;
     quality.minWidth = *std::min_element(widths.begin(), widths.end());
     quality.maxWidth = *std::max_element(widths.begin(), widths.end());
+    quality.rounding = kWidthRounding;
     return true;
+}
+
+void widenForOverlappingCalipers(int segmentWidth, int segmentStep, LineFitQuality& quality)
+{
+    widenEach(segmentWidth, segmentStep, quality, {&quality.angle, &quality.offset});
+}
+
+void widenForOverlappingCalipers(int segmentWidth, int segmentStep, CircleFitQuality& quality)
+{
+    widenEach(segmentWidth, segmentStep, quality, {&quality.centreX, &quality.centreY, &quality.radius});
 }
 
 bool getLineDiagnostics(const std::vector<cv::Point2d>& points, const cv::Vec4d& line,
@@ -554,14 +666,19 @@ int markInliersWithin(std::vector<PointDiagnostic>& diagnostics, double maxDista
     return inliers;
 }
 
-int markTukeyInliers(std::vector<PointDiagnostic>& diagnostics, double scale)
+double getTukeyScale(const std::vector<PointDiagnostic>& diagnostics, double scale)
 {
     if (diagnostics.empty())
         return 0;
     if (scale > 0)
-        return markInliersWithin(diagnostics, scale);
+        return scale;
     std::vector<double> magnitudes;
     for (const PointDiagnostic& d : diagnostics)
         magnitudes.push_back(std::abs(d.residual));
-    return markInliersWithin(diagnostics, adaptiveScale(std::move(magnitudes)));
+    return adaptiveScale(std::move(magnitudes));
+}
+
+int markTukeyInliers(std::vector<PointDiagnostic>& diagnostics, double scale)
+{
+    return markInliersWithin(diagnostics, getTukeyScale(diagnostics, scale));
 }

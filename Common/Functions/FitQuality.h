@@ -27,13 +27,36 @@
  * t the two-sided 95 % quantile of Student's t on n - p degrees of freedom.
  *
  * A robust fit (Huber or Tukey weights) down-weights far points, which changes both
- * what the residuals say about the noise and how much the fit scatters. For those the
- * quality takes the fit's type and uses the covariance of an M-estimator (Huber's
- * sandwich form): K^2 * [sum(psi(r)^2) / (n - p)] / [mean(psi'(r))]^2 times the inverse
- * normal matrix, psi(r) = w(r) * r with the fit's weight function w at the scale c of
- * the final residuals (the fits' own rule: a fixed scale, or 2 * median(|r|) / 0.6745)
- * and K = 1 + (p / n) * var(psi') / mean(psi')^2. Unweighted fits reduce to the plain
- * form above. Points a Tukey weighting rejects add nothing to it.
+ * what the residuals say about the noise and how much the fit scatters.
+ *
+ * Huber fits take the covariance of an M-estimator (Huber's sandwich form):
+ * K^2 * [sum(psi(r)^2) / (n - p)] / [mean(psi'(r))]^2 times the inverse normal matrix,
+ * psi(r) = w(r) * r with the fit's weight function w at the scale c of the final
+ * residuals (the fits' own rule: a fixed scale, or 2 * median(|r|) / 0.6745) and
+ * K = 1 + (p / n) * var(psi') / mean(psi')^2.
+ *
+ * Tukey fits are measured by refitting instead. Tukey's weight falls to 0 at a scale of
+ * about twice the noise, so on a few dozen points the fit may settle on a handful of
+ * them (their residuals then vanish and say nothing about the noise), the circle fit
+ * stops once a step moves it by less than 0.01 px, and the scale itself varies from set
+ * to set; no closed form describes that estimator, and the sandwich form above misses
+ * by up to a factor of five on the arc tool's ten-odd points. So the noise is estimated
+ * from the part of the residuals that no change of the parameters can absorb (the
+ * residuals of the least-squares fit linearised at the given shape, clipped at 3 of
+ * their own standard deviations until no point changes side, s^2 on the kept points
+ * minus p degrees of freedom), and the same fit (fitLine or fitCircle with the same type
+ * and scale) is run on 200 simulated sets: each point moved onto the given shape and
+ * off it along the normal by Gaussian noise of that s, drawn from a seed made of the
+ * points' own bits so that the same points always give the same result. The standard
+ * uncertainty of each parameter is the root mean square of the refitted values about
+ * the given ones, so that a bias the noise itself gives the fit (the algebraic circle
+ * fit on a short arc shrinks the radius) is part of it. The ellipse fit reports
+ * whole-pixel axes, which such refits cannot resolve, so its Tukey fits keep the
+ * sandwich form.
+ *
+ * Edge points from calipers that overlap (a step below the caliper width) share image
+ * rows, so their noise is correlated and n points carry less than n independent points'
+ * information: widenForOverlappingCalipers accounts for it.
  *
  * Conventions: image coordinates in pixels, x right, y down; angles in degrees, a
  * positive angle turning +x towards +y (clockwise on screen). Failures return false
@@ -51,7 +74,10 @@ struct FittedValue {
 /// Residual statistics of a fit, over the points it was given.
 struct FitResiduals {
     int pointCount = 0;       ///< number of points
-    int degreesOfFreedom = 0; ///< pointCount minus the number of fitted parameters
+    /// Degrees of freedom of the noise estimate behind the intervals: pointCount minus the
+    /// number of fitted parameters, or the points kept by the 3-sigma clipping minus that
+    /// number for Tukey fits, reduced further for overlapping calipers.
+    int degreesOfFreedom = 0;
     double rms = 0;           ///< root mean square of the orthogonal residuals, pixels
     double maxAbs = 0;        ///< largest orthogonal residual in magnitude, pixels
     double t95 = 0;           ///< two-sided 95 % Student t quantile on degreesOfFreedom
@@ -92,17 +118,29 @@ struct EllipseFitQuality {
     FittedValue angle;      ///< degrees, as the rectangle's angle
 };
 
-/// Spread of the widths of edge pairs (clcMulEdgePoints).
+/// Spread of the widths of edge pairs (clcMulEdgePoints) and the uncertainty of their mean.
+///
+/// The tool reads edge positions in whole samples (the centre of a run of equal values is
+/// a half sample), so a width is the difference of two readings rounded to one sample.
+/// Each rounding has the standard uncertainty 1/sqrt(12) of a reading quantised to one
+/// sample, and their difference 1/sqrt(6) = 0.408 px. Neighbouring pairs cross the same
+/// walls at nearly the same sub-sample phase, so their rounding errors are nearly equal:
+/// averaging the pairs shrinks this term little, and it is kept whole. The uncertainty of the mean width
+/// combines it with the scatter of the pairs, spread / sqrt(pairCount), widened as
+/// widenForOverlappingCalipers explains when the bands overlap (segmentStep below
+/// segmentWidth): sigma = sqrt(scatter^2 + 1/6). The 95 % factor t95 is Student's t on
+/// the effective degrees of freedom of that sum (Welch-Satterthwaite: the rounding term
+/// counts as exactly known), which tends to the normal 1.96 as the scatter vanishes. Equal widths thus give sigma 0.408 px, never 0.
 struct EdgePairWidthQuality {
     int pairCount = 0;        ///< number of pairs
-    int degreesOfFreedom = 0; ///< pairCount - 1
-    double t95 = 0;           ///< two-sided 95 % Student t quantile on degreesOfFreedom
-    /// Mean width in pixels; sigma is the standard uncertainty of the mean,
-    /// spread / sqrt(pairCount), and halfWidth95 is t95 * sigma.
+    int degreesOfFreedom = 0; ///< of the spread: pairCount - 1
+    double t95 = 0;           ///< two-sided 95 % factor of width (see above)
+    /// Mean width in pixels, its combined standard uncertainty (sigma) and t95 * sigma.
     FittedValue width;
-    double spread = 0;   ///< sample standard deviation of the single widths, pixels
-    double minWidth = 0; ///< narrowest pair, pixels
-    double maxWidth = 0; ///< widest pair, pixels
+    double spread = 0;     ///< sample standard deviation of the single widths, pixels
+    double minWidth = 0;   ///< narrowest pair, pixels
+    double maxWidth = 0;   ///< widest pair, pixels
+    double rounding = 0;   ///< standard uncertainty of a width from whole-sample readings, 1/sqrt(6) px
 };
 
 /// One edge point judged against a fitted shape.
@@ -131,8 +169,9 @@ FUNCTIONS_EXPORT bool getStudentTQuantile(double probability, int degreesOfFreed
 ///
 /// Returns false, quality untouched, for fewer than 3 points (no degree of freedom),
 /// a non-finite coordinate or line, a zero direction, points that all project to one
-/// spot on the line (the angle is then undetermined), or robust weights that leave no
-/// information (every point beyond a Tukey scale).
+/// spot on the line (the angle is then undetermined), robust weights that leave no
+/// information (every point beyond a Huber scale), a Tukey noise estimate that keeps
+/// no more points than parameters, or Tukey refits of which fewer than half succeed.
 FUNCTIONS_EXPORT bool getLineFitQuality(const std::vector<cv::Point2d>& points, const cv::Vec4d& line,
                                         FitLineType type, double param, LineFitQuality& quality);
 
@@ -143,7 +182,8 @@ FUNCTIONS_EXPORT bool getLineFitQuality(const std::vector<cv::Point2d>& points, 
 /// Returns false, quality untouched, for fewer than 4 points, a non-finite coordinate,
 /// centre or radius, a radius not above 0, collinear points, a point at the centre, a
 /// normal matrix too ill-conditioned to invert (reciprocal condition number below
-/// 1e-12), or robust weights that leave no information.
+/// 1e-12), robust weights that leave no information, a Tukey noise estimate that keeps
+/// no more points than parameters, or Tukey refits of which fewer than half succeed.
 FUNCTIONS_EXPORT bool getCircleFitQuality(const std::vector<cv::Point2d>& points, cv::Point2d centre, double radius,
                                           FitCircleType type, CircleFitQuality& quality);
 
@@ -169,6 +209,20 @@ FUNCTIONS_EXPORT bool getEllipseFitQuality(const std::vector<cv::Point2d>& point
 /// Returns false, quality untouched, for fewer than 2 pairs or a non-finite position.
 FUNCTIONS_EXPORT bool getEdgePairWidthQuality(const _MulEdgePointDetParam& param, EdgePairWidthQuality& quality);
 
+/// Widens a quality for edge points from calipers that overlap. Calipers segmentWidth
+/// lines wide every segmentStep lines that are k steps apart share the fraction
+/// rho_k = 1 - k * segmentStep / segmentWidth of their lines (where positive), so their
+/// noise correlates by rho_k and n points carry less than n independent points'
+/// information. For parameters that every point informs alike (a line's position, a
+/// circle's radius and centre) every sigma grows by sqrt(1 + 2 * sum(rho_k)), which is
+/// sqrt(segmentWidth / segmentStep) when the step divides the width, and the degrees of
+/// freedom shrink by the factor 1 + 2 * sum(rho_k^2) by which a variance estimated from
+/// such residuals varies more (at least 1 is left); t95 and the half-widths follow. A
+/// smoothing across calipers before the edge search widens segmentWidth by its length
+/// minus 1. Nothing changes when segmentStep >= segmentWidth or segmentStep < 1.
+FUNCTIONS_EXPORT void widenForOverlappingCalipers(int segmentWidth, int segmentStep, LineFitQuality& quality);
+FUNCTIONS_EXPORT void widenForOverlappingCalipers(int segmentWidth, int segmentStep, CircleFitQuality& quality);
+
 /// Signed residuals of points to line (vx, vy, x0, y0), every point an inlier.
 /// diagnostics is replaced, one entry per point in order. Returns false, diagnostics
 /// untouched, for a zero or non-finite line.
@@ -192,11 +246,15 @@ FUNCTIONS_EXPORT bool getEllipseDiagnostics(const std::vector<cv::Point2d>& poin
 /// number of inliers. A NaN maxDistance marks every point an outlier.
 FUNCTIONS_EXPORT int markInliersWithin(std::vector<PointDiagnostic>& diagnostics, double maxDistance);
 
+/// The scale c beyond which Tukey's biweight gives a point weight 0, as the robust fits
+/// (FitLineTukey, FitCircleTukey, FitEllipseTukey) take it at the fitted shape: scale
+/// when it is above 0 (pixels), otherwise c = 2 * median(|residual|) / 0.6745, the median
+/// being the element at index n/2 of the sorted magnitudes, and 1 when that is not above
+/// DBL_EPSILON (points on the shape). 0 for no points.
+FUNCTIONS_EXPORT double getTukeyScale(const std::vector<PointDiagnostic>& diagnostics, double scale);
+
 /// Marks as outliers the points that Tukey's biweight at the fitted shape gives weight 0,
-/// that is |residual| > c, the others as inliers: the rule of the robust fits
-/// (FitLineTukey, FitCircleTukey, FitEllipseTukey). scale > 0 fixes c in pixels; otherwise
-/// c = 2 * median(|residual|) / 0.6745, the median being the element at index n/2 of the
-/// sorted magnitudes, and 1 when that is not above DBL_EPSILON (points on the shape).
+/// that is |residual| > getTukeyScale(diagnostics, scale), the others as inliers.
 /// Returns the number of inliers.
 FUNCTIONS_EXPORT int markTukeyInliers(std::vector<PointDiagnostic>& diagnostics, double scale);
 

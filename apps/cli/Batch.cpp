@@ -4,6 +4,7 @@
 
 #include "CliCommands.h"
 #include "Console.h"
+#include "Readable.h"
 
 #include <algorithm>
 #include <atomic>
@@ -127,7 +128,7 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
 
     std::string lines;
     for (const json& r : records)
-        lines += r.dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
+        lines += readableRecord(r, false).dump(-1, ' ', false, json::error_handler_t::replace) + "\n";
     if (outPath.empty())
         std::cout << lines << std::flush;
     else

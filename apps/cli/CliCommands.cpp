@@ -3,6 +3,7 @@
 #include "Console.h"
 #include "Messages.h"
 #include "Profile.h"
+#include "Readable.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -105,9 +106,7 @@ int runTool(const std::string& imagePath, const std::string& toolName, const std
     ToolInput input = prepareInput(tool, parameters, image, source, imagePath);
 
     ToolResult result;
-    json record = runRecord(tool, input, imagePath, result);
-    if (compact && record.contains("diagnostics"))
-        record["diagnostics"].erase("points");
+    const json record = readableRecord(runRecord(tool, input, imagePath, result), compact);
     if (!overlayPath.empty()) {
         cv::Mat picture;
         cv::cvtColor(image, picture, image.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_RGB2BGR);

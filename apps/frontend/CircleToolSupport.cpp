@@ -1,13 +1,14 @@
 #include "CircleToolSupport.h"
 
 #include "Drawing.h"
+#include "Messages.h"
+#include "Overlay.h"
 #include "Trust.h"
 
 #include <Functions.h>
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 namespace frontend {
 
@@ -76,17 +77,33 @@ void judgeCircleFamily(ToolResult& result, ToolInput& input, const std::vector<c
     std::vector<PointDiagnostic> judged;
     if (!getCircleDiagnostics(removed ? pointsBeforeRemoval(input) : edgePoints, centre, radius, judged))
         return;
-    if (fitType == FitCircleTukey)
+    std::string rule;
+    if (fitType == FitCircleTukey) {
+        const double scale = getTukeyScale(judged, 0.0);
         markTukeyInliers(judged, 0.0);
-    else if (input.boolean("bestEdgePerCaliper") && fitMode == 0)
+        rule = "zero weight in the Tukey fit, |residual| > " + fixedText(scale) +
+               " px = 2 x median |residual| / 0.6745";
+    } else if (input.boolean("bestEdgePerCaliper") && fitMode == 0) {
         markInliersWithin(judged, kInlierDistance);
-    if (removed)
+        rule = "farther than 3 px from the circle (the tool's inlier check)";
+    }
+    if (removed) {
         for (PointDiagnostic& d : judged)
             d.inlier = d.inlier && std::find(edgePoints.begin(), edgePoints.end(), d.point) != edgePoints.end();
+        rule += std::string(rule.empty() ? "" : ", or ") + "dropped by outlierDistance " +
+                formatNumber(input.number("outlierDistance")) + " px";
+    }
     result.diagnostics = diagnosticsJson(judged);
+    if (!rule.empty())
+        result.diagnostics["rule"] = rule;
     CircleFitQuality quality;
-    if (fitMode == 0 && getCircleFitQuality(edgePoints, centre, radius, fitType, quality))
+    if (fitMode == 0 && getCircleFitQuality(edgePoints, centre, radius, fitType, quality)) {
+        // Smoothing across angles makes each caliper reach as many angles further.
+        const int smoothing = input.integer("angularSmoothing");
+        widenForOverlappingCalipers(input.integer("segmentWidth") + (smoothing >= 2 ? smoothing - 1 : 0),
+                                    input.integer("segmentStep"), quality);
         result.quality = circleQualityJson(quality);
+    }
 }
 
 std::vector<ParamDefinition> radialCaliperParams()
@@ -123,8 +140,6 @@ std::vector<ParamDefinition> circleFamilyParams()
     return params;
 }
 
-namespace {
-
 // Scan direction: along the middle radius of an arc, or the first caliper of a ring
 // (image angle 0), from the inner circle outwards or back.
 void drawCircleScan(cv::Mat& picture, const ROI& roi, bool inwards)
@@ -144,18 +159,6 @@ void drawCircleScan(cv::Mat& picture, const ROI& roi, bool inwards)
     const cv::Point2d inner = centre + u * std::min(r1, r2), outer = centre + u * std::max(r1, r2);
     drawScanArrow(picture, inwards ? outer : inner, inwards ? inner : outer);
 }
-
-std::string intervalText(const json& quality, const char* name)
-{
-    const json& v = quality.at(name);
-    std::ostringstream text;
-    text.precision(4);
-    text << std::fixed << v.at("value").get<double>() << " px  95%: " << v.at("ci95")[0].get<double>() << " .. "
-         << v.at("ci95")[1].get<double>();
-    return text.str();
-}
-
-} // namespace
 
 void drawCircleFamily(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
@@ -180,22 +183,15 @@ void drawCircleFamily(cv::Mat& picture, const ToolInput& input, const ToolResult
         drawPolyline(picture, view, shape, !arc, kShapeColour);
         drawCross(picture, centre, kShapeColour, 2 * markSize(picture));
         if (!result.quality.is_null()) {
-            label.push_back("diameter " + intervalText(result.quality, "diameter"));
-            label.push_back("radius " + intervalText(result.quality, "radius"));
+            label.push_back(intervalLine("diameter", result.quality.at("diameter"), "px"));
+            label.push_back(intervalLine("radius", result.quality.at("radius"), "px"));
         } else {
-            std::ostringstream text;
-            text.precision(4);
-            text << std::fixed << "diameter " << 2 * radius << " px";
-            label.push_back(text.str());
+            label.push_back("diameter " + fixedText(2 * radius) + " px");
         }
-        if (result.diagnostics.contains("outliers"))
-            label.push_back(std::to_string(result.diagnostics["inliers"].get<int>()) + " inliers, " +
-                            std::to_string(result.diagnostics["outliers"].get<int>()) + " outliers");
-    } else if (result.diagnostics.contains("failure")) {
-        label.push_back(result.diagnostics["failure"].get<std::string>());
+        for (const std::string& line : pointsLegend(result.diagnostics))
+            label.push_back(line);
     }
-    addInset(picture, outline);
-    drawLabelBeside(picture, label, outline);
+    finishOverlay(picture, outline, label, result, middlePoint(result.diagnostics, outline.front()));
 }
 
 } // namespace frontend

@@ -14,6 +14,10 @@ std::vector<ParamDefinition> radialCaliperParams();
 /// Parameters of the circle-family tools, in record order, then the fit options.
 std::vector<ParamDefinition> circleFamilyParams();
 
+/// The scan direction of a ring (its first caliper, at 0 degrees) or an arc (its middle
+/// radius) as an arrow, from the inner circle outwards or back.
+void drawCircleScan(cv::Mat& picture, const ROI& roi, bool inwards);
+
 /// Draws the ROI (ring or arc) with the scan direction, the edge points as inliers and
 /// outliers, on success the circle or the arc found with its centre and its diameter
 /// and 95 % interval, on failure the reason; and an enlarged inset of the ROI.

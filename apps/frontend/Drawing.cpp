@@ -118,25 +118,30 @@ void drawJudgedPoints(cv::Mat& picture, const nlohmann::ordered_json& diagnostic
     }
 }
 
-void drawLabelBeside(cv::Mat& picture, const std::vector<std::string>& lines, const std::vector<cv::Point2d>& outline)
+namespace {
+
+double labelScale(const cv::Mat& picture)
 {
-    if (outline.empty() || lines.empty())
-        return;
-    std::vector<cv::Point2f> points(outline.begin(), outline.end());
-    const cv::Rect bounds = cv::boundingRect(points);
-    // Below the ROI, or above it when the picture ends first.
-    const double gap = markSize(picture);
-    const double lineHeight = 30.0 * std::max(0.35, std::min(picture.cols, picture.rows) / 1800.0) + 4;
-    const double height = lineHeight * lines.size() + 4;
-    const double below = bounds.y + bounds.height + gap;
-    drawLabel(picture, lines,
-              {static_cast<double>(bounds.x), below + height <= picture.rows ? below : bounds.y - gap - height});
+    return std::max(0.35, std::min(picture.cols, picture.rows) / 1800.0);
 }
 
-void drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor)
+int labelThickness(double scale)
 {
-    const double scale = std::max(0.35, std::min(picture.cols, picture.rows) / 1800.0);
-    const int thickness = std::max(1, static_cast<int>(std::lround(scale * 1.5)));
+    return std::max(1, static_cast<int>(std::lround(scale * 1.5)));
+}
+
+cv::Rect outlineBounds(const std::vector<cv::Point2d>& outline)
+{
+    std::vector<cv::Point2f> points(outline.begin(), outline.end());
+    return cv::boundingRect(points);
+}
+
+} // namespace
+
+cv::Rect labelBox(const cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor)
+{
+    const double scale = labelScale(picture);
+    const int thickness = labelThickness(scale);
     const int font = cv::FONT_HERSHEY_SIMPLEX;
     int width = 0, baseline = 0;
     const int lineHeight = cv::getTextSize("Ag", font, scale, thickness, &baseline).height + baseline + 4;
@@ -145,11 +150,37 @@ void drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Poin
     const int height = lineHeight * static_cast<int>(lines.size()) + 4;
     const int x = std::clamp(static_cast<int>(anchor.x), 0, std::max(0, picture.cols - width - 8));
     const int y = std::clamp(static_cast<int>(anchor.y), 0, std::max(0, picture.rows - height));
-    cv::rectangle(picture, cv::Rect(x, y, width + 8, height), cv::Scalar(255, 255, 255), cv::FILLED);
-    cv::rectangle(picture, cv::Rect(x, y, width + 8, height), kShapeColour, 1);
+    return {x, y, width + 8, height};
+}
+
+cv::Rect drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor)
+{
+    if (lines.empty())
+        return {};
+    const double scale = labelScale(picture);
+    const int thickness = labelThickness(scale);
+    const int font = cv::FONT_HERSHEY_SIMPLEX;
+    int baseline = 0;
+    const int lineHeight = cv::getTextSize("Ag", font, scale, thickness, &baseline).height + baseline + 4;
+    const cv::Rect box = labelBox(picture, lines, anchor);
+    cv::rectangle(picture, box, cv::Scalar(255, 255, 255), cv::FILLED);
+    cv::rectangle(picture, box, kShapeColour, 1);
     for (size_t i = 0; i < lines.size(); ++i)
-        cv::putText(picture, lines[i], cv::Point(x + 4, y + lineHeight * static_cast<int>(i + 1) - baseline),
+        cv::putText(picture, lines[i], cv::Point(box.x + 4, box.y + lineHeight * static_cast<int>(i + 1) - baseline),
                     font, scale, cv::Scalar(0, 0, 0), thickness, cv::LINE_AA);
+    return box;
+}
+
+cv::Point2d labelAnchorBeside(const cv::Mat& picture, const std::vector<std::string>& lines,
+                              const std::vector<cv::Point2d>& outline)
+{
+    if (outline.empty())
+        return {0, 0};
+    const cv::Rect bounds = outlineBounds(outline);
+    const double gap = markSize(picture);
+    const double height = labelBox(picture, lines, {0, 0}).height;
+    const double below = bounds.y + bounds.height + gap;
+    return {static_cast<double>(bounds.x), below + height <= picture.rows ? below : bounds.y - gap - height};
 }
 
 void drawScanArrow(cv::Mat& picture, cv::Point2d from, cv::Point2d to)
@@ -161,34 +192,60 @@ void drawScanArrow(cv::Mat& picture, cv::Point2d from, cv::Point2d to)
                     kFractionBits, std::min(0.4, 4.0 * markSize(picture) / length));
 }
 
-void addInset(cv::Mat& picture, const std::vector<cv::Point2d>& roiOutline)
+void addInset(cv::Mat& picture, const std::vector<cv::Point2d>& roiOutline, cv::Point2d focus,
+              const std::vector<cv::Rect>& avoid)
 {
     if (roiOutline.empty() || picture.empty())
         return;
-    std::vector<cv::Point2f> outline(roiOutline.begin(), roiOutline.end());
+    const cv::Rect whole(0, 0, picture.cols, picture.rows);
     const int margin = 4 * markSize(picture);
-    const cv::Rect bounds = (cv::boundingRect(outline) + cv::Size(2 * margin, 2 * margin) -
-                             cv::Point(margin, margin)) &
-                            cv::Rect(0, 0, picture.cols, picture.rows);
+    const cv::Rect bounds =
+        (outlineBounds(roiOutline) + cv::Size(2 * margin, 2 * margin) - cv::Point(margin, margin)) & whole;
     if (bounds.area() == 0)
         return;
-    // The inset takes up to 40 % of the picture's smaller side, enlarged by a whole factor.
     const int room = std::min(picture.cols, picture.rows) * 2 / 5;
-    const int factor = std::max(2, room / std::max(bounds.width, bounds.height));
-    // A ROI too large for that shows its middle.
-    const cv::Size side(std::min(bounds.width, room / factor), std::min(bounds.height, room / factor));
-    const cv::Rect crop(bounds.x + (bounds.width - side.width) / 2, bounds.y + (bounds.height - side.height) / 2,
-                        side.width, side.height);
-    cv::Mat inset;
-    cv::resize(picture(crop).clone(), inset, crop.size() * factor, 0, 0, cv::INTER_NEAREST);
-    const cv::Point2d roiCentre(bounds.x + bounds.width / 2.0, bounds.y + bounds.height / 2.0);
-    const int x = roiCentre.x < picture.cols / 2.0 ? picture.cols - inset.cols - 2 : 2;
-    const int y = roiCentre.y < picture.rows / 2.0 ? picture.rows - inset.rows - 2 : 2;
-    const cv::Rect place(x, y, inset.cols, inset.rows);
-    if ((place & cv::Rect(0, 0, picture.cols, picture.rows)) != place)
+    int factor = std::min(8, room / std::max(bounds.width, bounds.height));
+    cv::Rect crop = bounds;
+    if (factor < 2) {
+        // Too large a ROI to show whole: the part around the focus, where the result is.
+        factor = 4;
+        const int side = std::min(room / factor, std::min(picture.cols, picture.rows));
+        const cv::Point corner(std::clamp(static_cast<int>(focus.x) - side / 2, 0, picture.cols - side),
+                               std::clamp(static_cast<int>(focus.y) - side / 2, 0, picture.rows - side));
+        crop = cv::Rect(corner, cv::Size(side, side));
+    }
+    const cv::Size size = crop.size() * factor;
+    if (size.width + 4 > picture.cols || size.height + 4 > picture.rows)
         return;
-    inset.copyTo(picture(place));
-    cv::rectangle(picture, place, kRoiColour, 2);
+    // The corners, farthest from the ROI first; the first clear of the ROI and of every
+    // box to avoid wins, else the first clear of the ROI.
+    std::vector<cv::Rect> corners = {{2, 2, size.width, size.height},
+                                     {picture.cols - size.width - 2, 2, size.width, size.height},
+                                     {2, picture.rows - size.height - 2, size.width, size.height},
+                                     {picture.cols - size.width - 2, picture.rows - size.height - 2, size.width,
+                                      size.height}};
+    const cv::Point2d roiCentre(bounds.x + bounds.width / 2.0, bounds.y + bounds.height / 2.0);
+    const auto distance = [&roiCentre](const cv::Rect& r) {
+        return cv::norm(cv::Point2d(r.x + r.width / 2.0, r.y + r.height / 2.0) - roiCentre);
+    };
+    std::stable_sort(corners.begin(), corners.end(),
+                     [&distance](const cv::Rect& a, const cv::Rect& b) { return distance(a) > distance(b); });
+    const auto clearOf = [](const cv::Rect& r, const cv::Rect& other) { return (r & other).area() == 0; };
+    const cv::Rect* place = nullptr;
+    for (const cv::Rect& r : corners)
+        if (clearOf(r, bounds) && std::all_of(avoid.begin(), avoid.end(), [&](const cv::Rect& a) { return clearOf(r, a); })) {
+            place = &r;
+            break;
+        }
+    for (const cv::Rect& r : corners)
+        if (!place && clearOf(r, bounds))
+            place = &r;
+    if (!place)
+        place = &corners.front();
+    cv::Mat inset;
+    cv::resize(picture(crop).clone(), inset, size, 0, 0, cv::INTER_NEAREST);
+    inset.copyTo(picture(*place));
+    cv::rectangle(picture, *place, kRoiColour, 2);
     cv::rectangle(picture, crop, kRoiColour, 1);
 }
 

@@ -75,18 +75,27 @@ int markSize(const cv::Mat& picture);
 /// crosses in kInlierColour, outliers as crosses in a ring in kOutlierColour.
 void drawJudgedPoints(cv::Mat& picture, const nlohmann::ordered_json& diagnostics);
 
-/// Lines of text in a filled box with its top-left corner near anchor, kept inside the picture.
-void drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor);
+/// Lines of text in a filled box with its top-left corner near anchor, kept inside the
+/// picture; returns the box.
+cv::Rect drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor);
 
-/// The label just below the ROI outline (above it at the picture's bottom), so that it
-/// covers neither the ROI nor what was found in it.
-void drawLabelBeside(cv::Mat& picture, const std::vector<std::string>& lines, const std::vector<cv::Point2d>& outline);
+/// The box drawLabel would fill for these lines with its corner at anchor.
+cv::Rect labelBox(const cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor);
+
+/// Where a label goes beside the ROI: just below its outline, or above it when the
+/// picture ends first, so that it covers neither the ROI nor what was found in it.
+cv::Point2d labelAnchorBeside(const cv::Mat& picture, const std::vector<std::string>& lines,
+                              const std::vector<cv::Point2d>& outline);
 
 /// An arrow from `from` to `to` (image points): the direction the calipers scan.
 void drawScanArrow(cv::Mat& picture, cv::Point2d from, cv::Point2d to);
 
-/// Pastes an enlarged copy of the picture around the ROI outline into the picture corner
-/// farthest from it, framed, so that sub-pixel detail near the ROI can be read.
-void addInset(cv::Mat& picture, const std::vector<cv::Point2d>& roiOutline);
+/// Pastes an enlarged copy of part of the picture into a corner, framed, so that detail
+/// near the ROI can be read: the whole ROI outline when it fits at twice its size or more
+/// in 2/5 of the picture's smaller side, otherwise a square around focus at four times.
+/// The corner is the one farthest from the ROI whose inset covers neither the ROI nor any
+/// of the avoid boxes (the farthest clear of the ROI when none is free of both).
+void addInset(cv::Mat& picture, const std::vector<cv::Point2d>& roiOutline, cv::Point2d focus,
+              const std::vector<cv::Rect>& avoid = {});
 
 } // namespace frontend

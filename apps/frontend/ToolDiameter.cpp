@@ -2,6 +2,7 @@
 
 #include "CircleToolSupport.h"
 #include "Drawing.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
 #include "Trust.h"
 
@@ -120,24 +121,11 @@ void drawDiameter(cv::Mat& picture, const json& outputs, const char* diameter, c
     drawPolyline(picture, View(), {centre - half, centre + half}, false, kShapeColour);
 }
 
-std::string valueText(const char* name, double value, const char* unit)
-{
-    std::ostringstream text;
-    text.precision(4);
-    text << std::fixed << name << ' ' << value << unit;
-    return text.str();
-}
-
 void drawDiameters(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
     const auto& ring = dynamic_cast<const RingROI&>(*input.roi.shape);
     drawRingRoi(picture, View(), ring, kRoiColour);
-    // The first caliper's scan, at 0 degrees (+x).
-    const cv::Point2d centre(ring.centreX, ring.centreY), x(1, 0);
-    const cv::Point2d inner = centre + x * std::min(ring.radius1, ring.radius2);
-    const cv::Point2d outer = centre + x * std::max(ring.radius1, ring.radius2);
-    const bool inwards = input.choice("direction") == 1;
-    drawScanArrow(picture, inwards ? outer : inner, inwards ? inner : outer);
+    drawCircleScan(picture, ring, input.choice("direction") == 1);
     drawJudgedPoints(picture, result.diagnostics);
     const std::vector<cv::Point2d> outline = roiOutline(ring);
     std::vector<std::string> label;
@@ -147,17 +135,16 @@ void drawDiameters(cv::Mat& picture, const ToolInput& input, const ToolResult& r
         drawDiameter(picture, o, "maxDiameter", "maxDiameterAngle");
         const json& c = o.at("centre");
         drawCross(picture, cv::Point2d(c[0].get<double>(), c[1].get<double>()), kShapeColour, 2 * markSize(picture));
-        label.push_back(valueText("mean diameter", o.at("meanDiameter").get<double>(), " px"));
-        label.push_back(valueText("smallest", o.at("minDiameter").get<double>(), " px") +
-                        valueText(" at", o.at("minDiameterAngle").get<double>(), " deg"));
-        label.push_back(valueText("largest", o.at("maxDiameter").get<double>(), " px") +
-                        valueText(" at", o.at("maxDiameterAngle").get<double>(), " deg"));
-        label.push_back(valueText("roundness", o.at("roundness").get<double>(), " px"));
-    } else if (result.diagnostics.contains("failure")) {
-        label.push_back(result.diagnostics["failure"].get<std::string>());
+        label.push_back("mean diameter " + fixedText(o.at("meanDiameter").get<double>()) + " px");
+        label.push_back("smallest " + fixedText(o.at("minDiameter").get<double>()) + " px at " +
+                        fixedText(o.at("minDiameterAngle").get<double>(), 1) + " deg");
+        label.push_back("largest " + fixedText(o.at("maxDiameter").get<double>()) + " px at " +
+                        fixedText(o.at("maxDiameterAngle").get<double>(), 1) + " deg");
+        label.push_back("roundness " + fixedText(o.at("roundness").get<double>()) + " px");
+        for (const std::string& line : pointsLegend(result.diagnostics))
+            label.push_back(line);
     }
-    addInset(picture, outline);
-    drawLabelBeside(picture, label, outline);
+    finishOverlay(picture, outline, label, result, middlePoint(result.diagnostics, outline.front()));
 }
 
 // The ring calipers' settings in record order (segmentStep, which the tool does not read,

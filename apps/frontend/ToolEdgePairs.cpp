@@ -1,6 +1,7 @@
 // Front-end adapter of the edge pairs tool (a pair of edges per band, for widths).
 
 #include "Drawing.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
 #include "Trust.h"
 
@@ -107,16 +108,38 @@ ToolResult runEdgePairs(ToolInput& input)
     return result;
 }
 
+// Each pair as a line between its walls with its two edges marked, the scan as an arrow,
+// and the mean width with its 95 % interval, which includes the rounding of the walls to
+// whole samples.
 void drawEdgePairs(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
-    drawPolygon(picture, roiOutline(*input.roi.shape), kRoiColour);
-    for (const json& pair : result.outputs.at("pairs")) {
-        const json& a = pair.at("first");
-        const json& b = pair.at("second");
-        cv::line(picture, cv::Point(cvRound(a[0].get<double>() * 16), cvRound(a[1].get<double>() * 16)),
-                 cv::Point(cvRound(b[0].get<double>() * 16), cvRound(b[1].get<double>() * 16)), kFoundColour, 1,
-                 cv::LINE_AA, 4);
+    const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
+    drawPolygon(picture, outline, kRoiColour);
+    drawRectangleScan(picture, *input.roi.shape, input.choice("segmentAxis") != 0, input.choice("direction") != 0);
+    const auto point = [](const json& p) { return cv::Point2d(p[0].get<double>(), p[1].get<double>()); };
+    const json& pairs = result.outputs.at("pairs");
+    for (const json& pair : pairs) {
+        const cv::Point2d a = point(pair.at("first")), b = point(pair.at("second"));
+        drawPolygon(picture, {a, b}, kShapeColour);
+        drawCross(picture, a, kInlierColour, markSize(picture));
+        drawCross(picture, b, kInlierColour, markSize(picture));
     }
+    std::vector<std::string> label;
+    if (!result.quality.is_null()) {
+        const json& q = result.quality;
+        label.push_back(intervalLine("width", q.at("width"), "px"));
+        label.push_back(std::to_string(q.at("pairs").get<int>()) + " pairs, spread " +
+                        fixedText(q.at("spread").get<double>()) + " px (" + fixedText(q.at("minWidth").get<double>()) +
+                        " .. " + fixedText(q.at("maxWidth").get<double>()) + ")");
+        label.push_back("edges are whole samples: sigma includes " + fixedText(q.at("rounding").get<double>(), 3) +
+                        " px of rounding");
+    } else if (result.success) {
+        label.push_back("width " + fixedText(result.outputs.at("meanDistance").get<double>()) + " px (one pair)");
+    }
+    const cv::Point2d focus = pairs.empty() ? (outline[0] + outline[2]) * 0.5
+                                            : (point(pairs[pairs.size() / 2].at("first")) +
+                                               point(pairs[pairs.size() / 2].at("second"))) * 0.5;
+    finishOverlay(picture, outline, label, result, focus);
 }
 
 } // namespace

@@ -1,7 +1,9 @@
 // Front-end adapter of the edge point tool.
 
 #include "Drawing.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
+#include "Trust.h"
 
 #include <Functions.h>
 
@@ -21,18 +23,35 @@ ToolResult runEdgePoint(ToolInput& input)
     ToolResult result;
     result.microseconds = timeMicroseconds([&] { result.success = clcEdgePoint(input.image, param); });
     result.outputs = {{"maxGradient", param.maxGradient}};
-    if (result.success)
+    if (result.success) {
         result.outputs["point"] = pointJson({param.x, param.y});
+    } else {
+        // The only way a valid ROI finds nothing: no step passed minGradient. The tool
+        // itself, run without that floor or smoothing, says how strong the strongest was.
+        _EdgePointDetParam open = param;
+        open.minGradient = 0;
+        open.smoothWidth = 0;
+        clcEdgePoint(input.image, open);
+        result.diagnostics["failure"] = minGradientReason(open.maxGradient, param.minGradient);
+    }
     return result;
 }
 
 void drawEdgePoint(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
-    drawPolygon(picture, roiOutline(*input.roi.shape), kRoiColour);
+    const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
+    drawPolygon(picture, outline, kRoiColour);
+    drawRectangleScan(picture, *input.roi.shape, false, input.choice("direction") == 1);
+    std::vector<std::string> label;
+    cv::Point2d focus = (outline[0] + outline[2]) * 0.5;
     if (result.success) {
         const json& p = result.outputs.at("point");
-        drawCross(picture, {p[0].get<double>(), p[1].get<double>()}, kFoundColour);
+        focus = {p[0].get<double>(), p[1].get<double>()};
+        drawCross(picture, focus, kShapeColour, 2 * markSize(picture));
+        label.push_back("edge at " + fixedText(focus.x) + ", " + fixedText(focus.y) + " px");
+        label.push_back("strongest step " + fixedText(result.outputs.at("maxGradient").get<double>(), 2));
     }
+    finishOverlay(picture, outline, label, result, focus);
 }
 
 } // namespace

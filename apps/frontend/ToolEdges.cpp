@@ -1,7 +1,9 @@
 // Front-end adapter of the edges tool (every peak of one averaged profile).
 
 #include "Drawing.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
+#include "Trust.h"
 
 #include <Functions.h>
 
@@ -32,14 +34,53 @@ ToolResult runEdges(ToolInput& input)
                       {"positions", param.positions},
                       {"polarities", param.polarities},
                       {"points", pointsJson(points)}};
+    if (!result.success && !param.image.empty()) {
+        // With a valid ROI the tool fails only when no step passes minGradient; run
+        // without that floor or smoothing, it says how strong the strongest step was.
+        _EdgesDetParam open = param;
+        open.minGradient = 0;
+        open.smoothWidth = 0;
+        clcEdges(input.image, open);
+        result.diagnostics["failure"] = minGradientReason(open.maxGradient, param.minGradient);
+    }
     return result;
 }
 
+// Each edge as a line across the ROI at its position, falling and rising ones in two
+// colours, with the positions along the profile written beside the ROI.
 void drawEdges(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
-    drawPolygon(picture, roiOutline(*input.roi.shape), kRoiColour);
-    for (const json& p : result.outputs.at("points"))
-        drawCross(picture, {p[0].get<double>(), p[1].get<double>()}, kFoundColour);
+    const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
+    drawPolygon(picture, outline, kRoiColour);
+    const int direction = input.choice("direction");
+    const bool alongHeight = direction >= 2;
+    drawRectangleScan(picture, *input.roi.shape, alongHeight, direction == 1 || direction == 3);
+    RectangleFrame frame;
+    rectangleFrame(*input.roi.shape, frame);
+    const cv::Point2d across = (alongHeight ? frame.widthAxis : frame.heightAxis) *
+                               (0.5 * (alongHeight ? frame.width : frame.height));
+    const json& points = result.outputs.at("points");
+    const json& positions = result.outputs.at("positions");
+    const json& polarities = result.outputs.at("polarities");
+    std::vector<std::string> label;
+    if (!points.empty())
+        label.push_back(std::to_string(points.size()) + " edges, px along the scan:");
+    std::string line;
+    for (size_t k = 0; k < points.size(); ++k) {
+        const cv::Point2d p(points[k][0].get<double>(), points[k][1].get<double>());
+        const bool falling = polarities[k].get<int>() > 0;
+        drawPolygon(picture, {p - across, p + across}, falling ? kInlierColour : kShapeColour);
+        // Four positions to a line keep the label narrower than the picture.
+        line += (k % 4 ? ", " : "") + fixedText(positions[k].get<double>(), 1) +
+                (falling ? " falling (green)" : " rising (magenta)");
+        if (k % 4 == 3 || k + 1 == points.size()) {
+            label.push_back(line);
+            line.clear();
+        }
+    }
+    const cv::Point2d focus = points.empty() ? frame.centre
+                                             : cv::Point2d(points[0][0].get<double>(), points[0][1].get<double>());
+    finishOverlay(picture, outline, label, result, focus);
 }
 
 } // namespace

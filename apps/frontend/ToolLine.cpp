@@ -1,6 +1,8 @@
 // Front-end adapter of the line tool, with the optional noise removal pass.
 
 #include "Drawing.h"
+#include "Messages.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
 #include "Trust.h"
 
@@ -8,7 +10,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <sstream>
 
 namespace frontend {
 namespace {
@@ -20,7 +21,7 @@ constexpr double kDegreesPerRadian = 180.0 / 3.141592653589793;
 // or Tukey on the kept ones after noise removal. Crest fits lie against a few tips, so
 // their residuals say how ragged the edge is, not how well the line is determined.
 void judgeLine(ToolResult& result, const _EdgeLineDetParam& param, const std::vector<cv::Point2d>& found,
-               bool denoised, int fitMode)
+               bool denoised, double noiseDistance, int fitMode)
 {
     std::vector<PointDiagnostic> diagnostics;
     if (!getLineDiagnostics(found, param.line, diagnostics))
@@ -29,10 +30,15 @@ void judgeLine(ToolResult& result, const _EdgeLineDetParam& param, const std::ve
         for (PointDiagnostic& d : diagnostics)
             d.inlier = std::find(param.edgePoints.begin(), param.edgePoints.end(), d.point) != param.edgePoints.end();
     result.diagnostics = diagnosticsJson(diagnostics);
+    if (denoised)
+        result.diagnostics["rule"] = "farther than noiseDistance " + formatNumber(noiseDistance) +
+                                     " px from the first line, dropped before the refit";
     LineFitQuality quality;
     if (fitMode == 0 &&
-        getLineFitQuality(param.edgePoints, param.line, denoised ? FitLineTukey : FitLineHuber, 0.0, quality))
+        getLineFitQuality(param.edgePoints, param.line, denoised ? FitLineTukey : FitLineHuber, 0.0, quality)) {
+        widenForOverlappingCalipers(param.segmentWidth, param.segmentStep, quality);
         result.quality = lineQualityJson(quality);
+    }
 }
 
 ToolResult runLine(ToolInput& input)
@@ -61,11 +67,11 @@ ToolResult runLine(ToolInput& input)
         }
         if (noiseDistance > 0)
             result.outputs["noiseRemoved"] = denoised;
-        result.outputs["angle"] = rounded(std::atan2(l[1], l[0]) * kDegreesPerRadian);
+        result.outputs["angle"] = std::atan2(l[1], l[0]) * kDegreesPerRadian;
     }
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
     if (result.success) {
-        judgeLine(result, param, found, denoised, fitMode);
+        judgeLine(result, param, found, denoised, noiseDistance, fitMode);
     } else {
         result.diagnostics = diagnosticsJson(unjudged(param.edgePoints));
         const double strongest = strongestCaliperResponse(
@@ -76,20 +82,11 @@ ToolResult runLine(ToolInput& input)
     return result;
 }
 
-// Where the calipers start and end: across the ROI's middle along its own x axis.
-void drawLineScan(cv::Mat& picture, const RotateRectROI& roi, bool reverse)
-{
-    const double t = roi.angle / kDegreesPerRadian, half = 0.5 * roi.width;
-    const cv::Point2d centre(roi.centreX, roi.centreY), u(std::cos(t), std::sin(t));
-    const cv::Point2d a = centre - u * half, b = centre + u * half;
-    drawScanArrow(picture, reverse ? b : a, reverse ? a : b);
-}
-
 void drawLine(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
     const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
     drawPolygon(picture, outline, kRoiColour);
-    drawLineScan(picture, static_cast<const RotateRectROI&>(*input.roi.shape), input.choice("direction") == 1);
+    drawRectangleScan(picture, *input.roi.shape, false, input.choice("direction") == 1);
     drawJudgedPoints(picture, result.diagnostics);
     std::vector<std::string> label;
     if (result.outputs.contains("start")) {
@@ -98,18 +95,19 @@ void drawLine(cv::Mat& picture, const ToolInput& input, const ToolResult& result
         const cv::Point2d start(s[0].get<double>(), s[1].get<double>());
         drawPolygon(picture, {start, {e[0].get<double>(), e[1].get<double>()}}, kShapeColour);
         drawCross(picture, start, kShapeColour, 2 * markSize(picture));
-        std::ostringstream text;
-        text.precision(3);
-        text << std::fixed << "angle " << result.outputs.at("angle").get<double>() << " deg";
-        if (!result.quality.is_null())
-            text << " +- " << (result.quality["angle"]["ci95"][1].get<double>() -
-                                result.quality["angle"]["ci95"][0].get<double>()) / 2;
-        label.push_back(text.str());
-    } else if (result.diagnostics.contains("failure")) {
-        label.push_back(result.diagnostics["failure"].get<std::string>());
+        if (!result.quality.is_null()) {
+            label.push_back(intervalLine("angle", result.quality.at("angle"), "deg"));
+            const json& ci = result.quality.at("offset").at("ci95");
+            label.push_back("position across the line +- " +
+                            fixedText(0.5 * (ci[1].get<double>() - ci[0].get<double>())) +
+                            " px (95%) at the points' centre");
+        } else {
+            label.push_back("angle " + fixedText(result.outputs.at("angle").get<double>()) + " deg");
+        }
+        for (const std::string& line : pointsLegend(result.diagnostics))
+            label.push_back(line);
     }
-    addInset(picture, outline);
-    drawLabelBeside(picture, label, outline);
+    finishOverlay(picture, outline, label, result, middlePoint(result.diagnostics, (outline[0] + outline[2]) * 0.5));
 }
 
 } // namespace

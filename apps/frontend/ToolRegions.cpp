@@ -2,6 +2,7 @@
 
 #include "Drawing.h"
 #include "Messages.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
 
 #include <Functions.h>
@@ -9,6 +10,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <cmath>
+#include <limits>
 
 namespace frontend {
 namespace {
@@ -35,6 +37,36 @@ json regionJson(const ContourLayer& layer)
     region["rectangularity"] = boxArea > 0 ? json(area / boxArea) : json(nullptr);
     region["circularity"] = perimeter > 0 ? json(4 * kPi * area / (perimeter * perimeter)) : json(nullptr);
     return region;
+}
+
+// The regions of the thresholded picture that pass one criterion (all regions for an
+// unbounded area).
+int passing(const cv::Mat& regions, const SelectShapeInfo& criterion)
+{
+    cv::Mat unused;
+    return select_shape(regions, unused, {criterion}, And).size();
+}
+
+// Why no region was kept: nothing in the grey band, or how many regions each criterion
+// let through.
+std::string regionsFailure(const ToolInput& input, const cv::Mat& grey, const cv::Rect& box, const cv::Mat& regions)
+{
+    const std::string band = std::to_string(input.integer("minGray")) + " .. " + std::to_string(input.integer("maxGray"));
+    if (cv::countNonZero(regions) == 0) {
+        double low = 0, high = 0;
+        cv::minMaxLoc(grey(box), &low, &high);
+        return "no pixel of the ROI lies in the grey band " + band + " (its grey levels run " +
+               std::to_string(static_cast<int>(low)) + " .. " + std::to_string(static_cast<int>(high)) + ")";
+    }
+    const int all = passing(regions, {Area, 0.0, std::numeric_limits<double>::max()});
+    const int byArea = passing(regions, {Area, input.number("minArea"), input.number("maxArea")});
+    const int byShape =
+        passing(regions, {Rectangularity, input.number("minRectangularity"), input.number("maxRectangularity")});
+    return std::to_string(all) + " regions lie in the grey band " + band + ": " + std::to_string(byArea) +
+           " pass area " + formatNumber(input.number("minArea")) + " .. " + formatNumber(input.number("maxArea")) +
+           ", " + std::to_string(byShape) + " pass rectangularity " + formatNumber(input.number("minRectangularity")) +
+           " .. " + formatNumber(input.number("maxRectangularity")) + ", none passes " +
+           (input.choice("operation") == 0 ? "both (And)" : "either (Or)");
 }
 
 ToolResult runRegions(ToolInput& input)
@@ -65,22 +97,40 @@ ToolResult runRegions(ToolInput& input)
         list.push_back(regionJson(kept[order[k]]));
     result.success = !kept.isEmpty() && sorted;
     result.outputs = {{"count", kept.size()}, {"regions", list}};
+    if (kept.isEmpty())
+        result.diagnostics["failure"] = regionsFailure(input, grey, box, regions);
     return result;
 }
 
+// Each kept region's box and centroid with its number in the sort order, and its area
+// and centroid written beside the ROI.
 void drawRegions(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
-    drawPolygon(picture, roiOutline(*input.roi.shape), kRoiColour);
-    int index = 1;
-    for (const json& region : result.outputs.at("regions")) {
-        const json& b = region.at("box");
-        cv::rectangle(picture, cv::Rect(b[0].get<int>(), b[1].get<int>(), b[2].get<int>(), b[3].get<int>()),
-                      kFoundColour);
-        const json& c = region.at("centroid");
-        drawCross(picture, {c[0].get<double>(), c[1].get<double>()}, kFoundColour);
-        cv::putText(picture, std::to_string(index++), cv::Point(b[0].get<int>(), b[1].get<int>() - 4),
-                    cv::FONT_HERSHEY_SIMPLEX, 0.6, kFoundColour, 1, cv::LINE_AA);
+    const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
+    drawPolygon(picture, outline, kRoiColour);
+    const json& regions = result.outputs.at("regions");
+    std::vector<std::string> label;
+    if (!regions.empty())
+        label.push_back(std::to_string(regions.size()) + " regions, by " +
+                        (input.choice("sortBy") == 0 ? "rows" : "columns") + ":");
+    constexpr size_t kListed = 6; // more would hide the picture
+    cv::Point2d focus = (outline[0] + outline[2]) * 0.5;
+    for (size_t k = 0; k < regions.size(); ++k) {
+        const json& b = regions[k].at("box");
+        const cv::Rect box(b[0].get<int>(), b[1].get<int>(), b[2].get<int>(), b[3].get<int>());
+        cv::rectangle(picture, box, kShapeColour, std::max(1, markSize(picture) / 2));
+        const cv::Point2d c(regions[k].at("centroid")[0].get<double>(), regions[k].at("centroid")[1].get<double>());
+        drawCross(picture, c, kShapeColour, markSize(picture));
+        drawLabel(picture, {std::to_string(k + 1)}, {static_cast<double>(box.x), box.y - 4.0 * markSize(picture)});
+        if (k == 0) // the inset shows the first region's corner, where its outline can be judged
+            focus = cv::Point2d(box.x, box.y);
+        if (k < kListed)
+            label.push_back(std::to_string(k + 1) + ": area " + formatNumber(regions[k].at("area").get<double>()) +
+                            " px2, centroid " + fixedText(c.x, 2) + ", " + fixedText(c.y, 2));
     }
+    if (regions.size() > kListed)
+        label.push_back("... " + std::to_string(regions.size() - kListed) + " more in the JSON");
+    finishOverlay(picture, outline, label, result, focus);
 }
 
 // The library takes either order of each bound; a front end refuses a swapped pair

@@ -1,6 +1,7 @@
 // Front-end adapter of the skew measurement and character-row crop.
 
 #include "Drawing.h"
+#include "Overlay.h"
 #include "ToolAdapters.h"
 
 #include <Functions.h>
@@ -47,8 +48,11 @@ ToolResult runSkew(ToolInput& input)
         if (result.success)
             rowsFound = printRows(crop, skew, input.choice("print") == 1, top, bottom);
     });
-    if (!result.success)
+    if (!result.success) {
+        result.diagnostics["failure"] =
+            "no pixel of the ROI has a vertical Sobel response of 129 or more (the edges that vote for the skew)";
         return result;
+    }
     result.outputs = {{"skew", skew}};
     if (rowsFound) {
         // A canvas row lies (row - canvas height / 2) from the canvas centre, across the
@@ -64,18 +68,30 @@ ToolResult runSkew(ToolInput& input)
     return result;
 }
 
+// A line through the ROI's centre at the measured skew, and the character rows found once
+// the crop is levelled, written beside the ROI.
 void drawSkew(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
     const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
     drawPolygon(picture, outline, kRoiColour);
-    if (!result.success)
-        return;
-    // A line through the ROI's centre at the measured skew (positive descends to the right).
     const cv::Point2d centre = (outline[0] + outline[2]) * 0.5;
-    const double half = (outline[1].x - outline[0].x) * 0.5;
-    const double a = result.outputs.at("skew").get<double>() * CV_PI / 180.0;
-    const cv::Point2d d(half * std::cos(a), half * std::sin(a));
-    drawPolygon(picture, {centre - d, centre + d}, kFoundColour);
+    std::vector<std::string> label;
+    if (result.success) {
+        // Positive skew descends to the right.
+        const double half = (outline[1].x - outline[0].x) * 0.5;
+        const double skew = result.outputs.at("skew").get<double>();
+        const double a = skew * CV_PI / 180.0;
+        const cv::Point2d d(half * std::cos(a), half * std::sin(a));
+        drawPolygon(picture, {centre - d, centre + d}, kShapeColour);
+        label.push_back("skew " + fixedText(skew) + " deg (positive descends to the right)");
+        if (result.outputs.contains("characterRows")) {
+            const json& rows = result.outputs["characterRows"];
+            label.push_back("character rows at image rows " + fixedText(rows.at("top").get<double>(), 1) + " .. " +
+                            fixedText(rows.at("bottom").get<double>(), 1) + " (" +
+                            std::to_string(rows.at("height").get<int>()) + " px high)");
+        }
+    }
+    finishOverlay(picture, outline, label, result, centre);
 }
 
 } // namespace

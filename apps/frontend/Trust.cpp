@@ -22,20 +22,25 @@ json rounded(double v, double step)
     return std::stod(text.str());
 }
 
+json finiteOrNull(double v)
+{
+    return std::isfinite(v) ? json(v) : json(nullptr);
+}
+
 json fittedJson(const FittedValue& v, double factor)
 {
     const double value = v.value * factor, half = v.halfWidth95 * factor;
-    return {{"value", rounded(value)},
-            {"sigma", rounded(v.sigma * factor)},
-            {"ci95", json::array({rounded(value - half), rounded(value + half)})}};
+    return {{"value", finiteOrNull(value)},
+            {"sigma", finiteOrNull(v.sigma * factor)},
+            {"ci95", json::array({finiteOrNull(value - half), finiteOrNull(value + half)})}};
 }
 
 json residualsJson(const FitResiduals& r)
 {
     return {{"points", r.pointCount},
             {"dof", r.degreesOfFreedom},
-            {"rmsResidual", rounded(r.rms)},
-            {"maxResidual", rounded(r.maxAbs)}};
+            {"rmsResidual", finiteOrNull(r.rms)},
+            {"maxResidual", finiteOrNull(r.maxAbs)}};
 }
 
 json lineQualityJson(const LineFitQuality& q)
@@ -43,7 +48,7 @@ json lineQualityJson(const LineFitQuality& q)
     json out = residualsJson(q.residuals);
     out["angle"] = fittedJson(q.angle);
     out["offset"] = fittedJson(q.offset);
-    out["anchor"] = json::array({rounded(q.anchor.x), rounded(q.anchor.y)});
+    out["anchor"] = json::array({finiteOrNull(q.anchor.x), finiteOrNull(q.anchor.y)});
     return out;
 }
 
@@ -62,9 +67,10 @@ json widthQualityJson(const EdgePairWidthQuality& q)
     return {{"pairs", q.pairCount},
             {"dof", q.degreesOfFreedom},
             {"width", fittedJson(q.width)},
-            {"spread", rounded(q.spread)},
-            {"minWidth", rounded(q.minWidth)},
-            {"maxWidth", rounded(q.maxWidth)}};
+            {"spread", finiteOrNull(q.spread)},
+            {"minWidth", finiteOrNull(q.minWidth)},
+            {"maxWidth", finiteOrNull(q.maxWidth)},
+            {"rounding", finiteOrNull(q.rounding)}};
 }
 
 json diagnosticsJson(const std::vector<PointDiagnostic>& points)
@@ -72,8 +78,8 @@ json diagnosticsJson(const std::vector<PointDiagnostic>& points)
     json list = json::array();
     int inliers = 0;
     for (const PointDiagnostic& d : points) {
-        list.push_back({{"point", json::array({rounded(d.point.x), rounded(d.point.y)})},
-                        {"residual", rounded(d.residual)},
+        list.push_back({{"point", json::array({finiteOrNull(d.point.x), finiteOrNull(d.point.y)})},
+                        {"residual", finiteOrNull(d.residual)},
                         {"inlier", d.inlier}});
         inliers += d.inlier;
     }
@@ -151,6 +157,15 @@ std::string tooFewPointsReason(size_t found, size_t needed, double strongest, in
         text << found << " edge point" << (found == 1 ? " was" : "s were") << " found, " << needed
              << " are needed (the strongest response was " << strongest << " against minStrength " << minStrength
              << ")";
+    return text.str();
+}
+
+std::string minGradientReason(double strongest, int minGradient)
+{
+    std::ostringstream text;
+    text.precision(3);
+    text << "no step reached minGradient " << minGradient << ", the strongest was " << strongest
+         << " (grey levels between neighbouring samples, with the polarity asked for)";
     return text.str();
 }
 

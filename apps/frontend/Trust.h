@@ -3,8 +3,7 @@
 // How far to trust a tool's result, as the front ends show it: fit quality (residuals,
 // uncertainties, 95 % intervals) and per-point diagnostics as JSON, the sentence that
 // says why a tool found nothing or too little, and the values written on overlays.
-// Numbers are rounded to what they mean: positions and lengths to 1e-4 px, angles to
-// 1e-4 degrees.
+// The numbers are exact; Readable.h rounds them where a record is written for people.
 
 #include "ToolDefinition.h"
 
@@ -17,6 +16,9 @@ namespace frontend {
 
 /// v rounded to a multiple of step (e.g. 1e-4); non-finite values become null in JSON.
 json rounded(double v, double step = 1e-4);
+
+/// v as JSON, unrounded, null when it is not finite (JSON has no NaN).
+json finiteOrNull(double v);
 
 /// {"value", "sigma", "ci95": [low, high]} of a fitted value, scaled by factor (2 turns
 /// a radius into a diameter).
@@ -54,5 +56,10 @@ cv::Mat polarStrip(const cv::Mat& image, const ROI& roi);
 /// "no caliper's strongest response reached minStrength 20, the strongest was 12" when
 /// that is why calipers found no edge, otherwise "N edge points were found, M are needed".
 std::string tooFewPointsReason(size_t found, size_t needed, double strongest, int minStrength);
+
+/// "no step reached minGradient 60, the strongest was 43.9 (grey levels between
+/// neighbouring samples, with the polarity asked for)": why a single-caliper tool found
+/// no edge.
+std::string minGradientReason(double strongest, int minGradient);
 
 } // namespace frontend

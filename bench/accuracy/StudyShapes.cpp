@@ -72,6 +72,7 @@ namespace {
 enum CircleMetric : size_t {
     RingX, RingY, RingRadius,        // circle tool on a full ring
     ArcX, ArcY, ArcRadius,           // circle tool on a 120-degree arc
+    OverlapX, OverlapY, OverlapRadius, // the same with calipers 10 wide every 5
     ArcToolRadius, ArcStart, ArcEnd, // arc tool on the same arc
     HoughX, HoughY, HoughRadius,
     HoughAltX, HoughAltY, HoughAltRadius,
@@ -119,13 +120,17 @@ void recordCircle(Recorder& recorder, size_t s, size_t first, bool ok, cv::Point
     }
 }
 
-// The intervals the fit quality reports for a circle the circle tool fitted (Huber).
-void recordCircleIntervals(Recorder& recorder, size_t s, size_t first, const std::vector<cv::Point2d>& points,
-                           cv::Point2d centre, double radius, cv::Point2d trueCentre, double trueRadius)
+// The intervals the fit quality reports for a circle the circle tool fitted (Huber),
+// widened as its adapters widen them for calipers of param's width and step.
+void recordCircleIntervals(Recorder& recorder, size_t s, size_t first, const _CircleDetParam& param,
+                           cv::Point2d trueCentre, double trueRadius)
 {
     CircleFitQuality quality;
-    if (!getCircleFitQuality(points, centre, radius, FitCircleHuber, quality))
+    if (!getCircleFitQuality(param.edgePoints, param.centre, param.radius, FitCircleHuber, quality))
         return;
+    widenForOverlappingCalipers(param.segmentWidth, param.segmentStep, quality);
+    const cv::Point2d centre = param.centre;
+    const double radius = param.radius;
     recordInterval(recorder, s, first, quality.centreX, centre.x - trueCentre.x);
     recordInterval(recorder, s, first + 1, quality.centreY, centre.y - trueCentre.y);
     recordInterval(recorder, s, first + 2, quality.radius, radius - trueRadius);
@@ -152,6 +157,7 @@ StudyResult studyCircleTools(const StudyOptions& options)
     for (size_t k = 0; k < 3; ++k) {
         metrics[RingX + k] = {"clcCirclePointsAndFit ring", xyr[k], "px"};
         metrics[ArcX + k] = {"clcCirclePointsAndFit arc 120", xyr[k], "px"};
+        metrics[OverlapX + k] = {"clcCirclePointsAndFit arc 120 overlapping", xyr[k], "px"};
         metrics[HoughX + k] = {"cv::HoughCircles", xyr[k], "px"};
         metrics[HoughAltX + k] = {"cv::HoughCircles ALT", xyr[k], "px"};
     }
@@ -183,15 +189,21 @@ StudyResult studyCircleTools(const StudyOptions& options)
                 bool ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
                 recordCircle(recorder, s, RingX, ok, circle.centre, circle.radius, centre, radius);
                 if (ok)
-                    recordCircleIntervals(recorder, s, RingX, circle.edgePoints, circle.centre, circle.radius, centre,
-                                          radius);
+                    recordCircleIntervals(recorder, s, RingX, circle, centre, radius);
 
                 circle = outwardCalipers<_CircleDetParam>(&arc);
                 ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
                 recordCircle(recorder, s, ArcX, ok, circle.centre, circle.radius, centre, radius);
                 if (ok)
-                    recordCircleIntervals(recorder, s, ArcX, circle.edgePoints, circle.centre, circle.radius, centre,
-                                          radius);
+                    recordCircleIntervals(recorder, s, ArcX, circle, centre, radius);
+
+                // Calipers that share half their angles: neighbouring points share noise.
+                circle = outwardCalipers<_CircleDetParam>(&arc);
+                circle.segmentStep = 5;
+                ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
+                recordCircle(recorder, s, OverlapX, ok, circle.centre, circle.radius, centre, radius);
+                if (ok)
+                    recordCircleIntervals(recorder, s, OverlapX, circle, centre, radius);
 
                 auto arcParam = outwardCalipers<_ArcDetParam>(&arc);
                 if (clcArcPointsAndFit(image, arcParam, 0, false, 0, -1.0) && std::isfinite(arcParam.radius)) {
