@@ -252,13 +252,8 @@ json loadParameters(const std::string& path)
     return parameters;
 }
 
-ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
-                       const std::string& source, const std::string& imageName)
+json validatedSettings(const ToolDefinition& tool, const json& parameters, const std::string& source)
 {
-    ToolInput input;
-    input.image = image;
-    input.paramDefinitions = &tool.params;
-    input.settings = json::object();
     for (auto it = parameters.begin(); it != parameters.end(); ++it) {
         if (it.key() == "roi" && !tool.roiKinds.empty())
             continue;
@@ -275,13 +270,23 @@ ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const
                              " (known: " + joined(names) + ")");
         }
     }
+    json settings = json::object();
     for (const ParamDefinition& definition : tool.params)
-        input.settings[definition.name] =
-            parameters.contains(definition.name)
-                ? validatedValue(definition, parameters.at(definition.name), source)
-                : validatedValue(definition, definition.defaultValue, source + " (default)");
+        settings[definition.name] = parameters.contains(definition.name)
+                                        ? validatedValue(definition, parameters.at(definition.name), source)
+                                        : validatedValue(definition, definition.defaultValue, source + " (default)");
     if (tool.checkSettings)
-        tool.checkSettings(input.settings, source);
+        tool.checkSettings(settings, source);
+    return settings;
+}
+
+ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
+                       const std::string& source, const std::string& imageName)
+{
+    ToolInput input;
+    input.image = image;
+    input.paramDefinitions = &tool.params;
+    input.settings = validatedSettings(tool, parameters, source);
     if (!tool.roiKinds.empty()) {
         if (!parameters.contains("roi"))
             throw InputError(source + ": missing 'roi' (one of: " + joined(tool.roiKinds) + ")");

@@ -115,6 +115,11 @@ cv::Mat checkedImage(const cv::Mat& image, const std::string& source);
 /// Parses a parameters file (JSON object: "roi" plus the tool's settings).
 json loadParameters(const std::string& path);
 
+/// Validates the settings of `parameters` against the tool (every value in its range,
+/// no unknown names; a "roi" entry is let through for tools that take one) and returns
+/// them with the defaults filled in. Throws InputError naming `source`.
+json validatedSettings(const ToolDefinition& tool, const json& parameters, const std::string& source);
+
 /// Validates settings against the tool, fills defaults, parses and checks the ROI against
 /// the image size. `source` names the parameters file, `imageName` the image in messages.
 ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
