@@ -1,0 +1,102 @@
+// A 12-measurement recipe (the example plate's six tool runs, twice) on a 1280 x 1024
+// image, against the same twelve library calls made directly with records prepared
+// once: what the recipe layer adds (fixture, ROI placement, results in JSON, units,
+// dimensions). Interleaved rounds; the ratio is the target (at most 1.2).
+
+#include "BenchSupport.h"
+#include "DemoPart.h"
+#include "Recipe.h"
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+
+namespace {
+
+using namespace frontend;
+
+struct DirectCall {
+    std::unique_ptr<ROI> roi;
+    std::function<bool(cv::Mat&)> call;
+};
+
+DirectCall directCall(const RecipeMeasurement& m)
+{
+    const ToolDefinition& tool = findTool(m.tool);
+    ToolInput input;
+    input.settings = validatedSettings(tool, m.params, m.name);
+    input.paramDefinitions = &tool.params;
+    DirectCall direct;
+    direct.roi = parseRoi(m.roi, tool.roiKinds, m.name).shape;
+    if (m.tool == "line") {
+        auto param = std::make_shared<_EdgeLineDetParam>();
+        fillCaliperSettings(*param, input);
+        param->roi = static_cast<RotateRectROI*>(direct.roi.get());
+        const int fitMode = input.choice("fitMode");
+        direct.call = [param, fitMode](cv::Mat& image) { return clcEdgeLineAndFit(image, *param, fitMode); };
+    } else if (m.tool == "circle") {
+        auto param = std::make_shared<_CircleDetParam>();
+        fillCaliperSettings(*param, input);
+        param->roi = direct.roi.get();
+        const int fitMode = input.choice("fitMode");
+        const bool best = input.boolean("bestEdgePerCaliper");
+        const int smoothing = input.integer("angularSmoothing");
+        const double outlier = input.number("outlierDistance");
+        direct.call = [=](cv::Mat& image) {
+            return clcCirclePointsAndFit(image, *param, fitMode, best, smoothing, outlier);
+        };
+    } else {
+        auto param = std::make_shared<_MulEdgePointDetParam>();
+        param->pairMode = input.choice("pairMode");
+        param->segmentAxis = input.choice("segmentAxis");
+        param->direction = input.choice("direction");
+        param->transition = static_cast<EdgeTransition>(input.choice("transition"));
+        param->threshold = input.integer("threshold");
+        param->smoothWidth = input.integer("smoothWidth");
+        param->minGradient = input.integer("minGradient");
+        param->segmentWidth = input.integer("segmentWidth");
+        param->segmentStep = input.integer("segmentStep");
+        param->skipCount = input.integer("skipCount");
+        param->minPairDistance = static_cast<float>(input.number("minPairDistance"));
+        param->roi = static_cast<RotateRectROI*>(direct.roi.get());
+        direct.call = [param](cv::Mat& image) { return clcMulEdgePoints(image, *param); };
+    }
+    return direct;
+}
+
+void BM_recipeOverDirectTools(benchmark::State& state)
+{
+    cv::Mat image = synthetic::renderDemoPart({1280, 1024}, synthetic::DemoPart(), synthetic::demoPartPoses()[0], 0.8,
+                                              2.0);
+    Recipe recipe = loadRecipe(std::string(FUNCTIONS_EXAMPLES_DIR) + "/recipes/plate.json");
+    const std::vector<RecipeMeasurement> six = recipe.measurements;
+    for (RecipeMeasurement m : six) {
+        m.name += "_again";
+        recipe.measurements.push_back(m);
+    }
+    recipe.fixture.reference = RecipeRunner(recipe).teach(image);
+    const RecipeRunner runner(recipe);
+    std::vector<DirectCall> direct;
+    for (const RecipeMeasurement& m : recipe.measurements)
+        direct.push_back(directCall(m));
+
+    const auto viaRecipe = [&] {
+        const InspectionResult result = runner.inspect(image);
+        benchmark::DoNotOptimize(result.pass);
+    };
+    const auto directly = [&] {
+        for (DirectCall& d : direct)
+            benchmark::DoNotOptimize(d.call(image));
+    };
+    for (auto _ : state)
+        viaRecipe();
+    if (!runner.inspect(image).pass)
+        state.SkipWithError("the reference part does not pass its own recipe");
+    const auto [recipeTime, directTime] = bench::fastestInterleaved(10, 5, viaRecipe, directly);
+    state.counters["recipe_us"] = recipeTime * 1e6;
+    state.counters["tools_us"] = directTime * 1e6;
+    state.counters["x_tools"] = recipeTime / directTime;
+}
+BENCHMARK(BM_recipeOverDirectTools)->Unit(benchmark::kMicrosecond);
+
+} // namespace
