@@ -36,8 +36,10 @@ std::vector<cv::Point2d> pointsFrom(const json& list)
     return points;
 }
 
-// The feature a tool's outputs describe, in pixels.
-Feature imageFeature(const std::string& tool, const json& outputs)
+// The feature a tool's outputs describe, in pixels. Edge points are read only when they
+// are to be refitted (on a calibrated plane): a circle's hundreds of them cost more to
+// read back than the rest of the recipe's own work.
+Feature imageFeature(const std::string& tool, const json& outputs, bool withEdgePoints)
 {
     Feature f;
     f.type = toolFeature(tool);
@@ -48,13 +50,11 @@ Feature imageFeature(const std::string& tool, const json& outputs)
         f.line = {l[0].get<double>(), l[1].get<double>(), l[2].get<double>(), l[3].get<double>()};
         f.start = pointFrom(outputs.at("start"));
         f.end = pointFrom(outputs.at("end"));
-        f.edgePoints = pointsFrom(outputs.at("edgePoints"));
         break;
     }
     case Feature::Type::Circle:
         f.point = pointFrom(outputs.at("centre"));
         f.radius = outputs.at("radius").get<double>();
-        f.edgePoints = pointsFrom(outputs.at("edgePoints"));
         break;
     case Feature::Type::Pairs:
         for (const json& pair : outputs.at("pairs"))
@@ -64,10 +64,11 @@ Feature imageFeature(const std::string& tool, const json& outputs)
         f.point = pointFrom(outputs.at("centre"));
         f.smallest = outputs.at("minDiameter").get<double>();
         f.largest = outputs.at("maxDiameter").get<double>();
-        f.edgePoints = pointsFrom(outputs.at("edgePoints"));
         break;
     case Feature::Type::None: break;
     }
+    if (withEdgePoints && outputs.contains("edgePoints"))
+        f.edgePoints = pointsFrom(outputs.at("edgePoints"));
     return f;
 }
 
@@ -297,7 +298,7 @@ void RecipeRunner::runMeasurement(size_t index, const cv::Mat& image, const Coor
             outcome.error = "the " + m.tool + " tool found nothing";
             return;
         }
-        outcome.image = imageFeature(m.tool, run.outputs);
+        outcome.image = imageFeature(m.tool, run.outputs, recipe_.units.kind == RecipeUnits::Kind::Calibration);
         switch (recipe_.units.kind) {
         case RecipeUnits::Kind::Pixels: outcome.measured = outcome.image; break;
         case RecipeUnits::Kind::PixelSize:
