@@ -98,6 +98,15 @@ bool accepts(const std::string& wanted, Feature::Type type)
     return featureName(type) == wanted;
 }
 
+std::vector<cv::Point2d> pointsFromJson(const json& list)
+{
+    std::vector<cv::Point2d> points;
+    points.reserve(list.size());
+    for (const json& p : list)
+        points.emplace_back(p[0].get<double>(), p[1].get<double>());
+    return points;
+}
+
 bool isPointField(const std::string& field)
 {
     return field == "centre" || field == "start" || field == "end";

@@ -24,6 +24,7 @@ namespace {
 const cv::Scalar kPassColour(0, 190, 0);
 const cv::Scalar kFailColour(0, 0, 255);
 const cv::Scalar kMissingColour(0, 140, 255);
+const cv::Scalar kEdgeColour(0, 215, 235); // neutral: red and green say pass or fail
 
 json numberOrNull(double value)
 {
@@ -68,7 +69,9 @@ void drawSegment(cv::Mat& picture, cv::Point2d a, cv::Point2d b, const cv::Scala
              colour, thickness, cv::LINE_AA, 4);
 }
 
-void drawLabel(cv::Mat& picture, cv::Point2d at, const std::string& text, const cv::Scalar& colour)
+// A label on a dark box near `at`, moved down past the labels already placed.
+void drawLabel(cv::Mat& picture, cv::Point2d at, const std::string& text, const cv::Scalar& colour,
+               std::vector<cv::Rect>& placed)
 {
     const double scale = std::max(0.5, picture.cols / 1800.0);
     int baseline = 0;
@@ -76,8 +79,19 @@ void drawLabel(cv::Mat& picture, cv::Point2d at, const std::string& text, const 
     cv::Point origin(cvRound(at.x) + 6, cvRound(at.y) - 6);
     origin.x = std::clamp(origin.x, 2, std::max(2, picture.cols - size.width - 2));
     origin.y = std::clamp(origin.y, size.height + 2, std::max(size.height + 2, picture.rows - baseline - 2));
-    cv::rectangle(picture, origin + cv::Point(-3, baseline + 2), origin + cv::Point(size.width + 3, -size.height - 3),
-                  cv::Scalar(20, 20, 20), cv::FILLED);
+    const auto box = [&] {
+        return cv::Rect(origin + cv::Point(-3, -size.height - 3), origin + cv::Point(size.width + 3, baseline + 2));
+    };
+    for (bool moved = true; moved;) {
+        moved = false;
+        for (const cv::Rect& other : placed)
+            if ((box() & other).area() > 0) {
+                origin.y = other.br().y + size.height + 4;
+                moved = true;
+            }
+    }
+    placed.push_back(box());
+    cv::rectangle(picture, box(), cv::Scalar(20, 20, 20), cv::FILLED);
     cv::putText(picture, text, origin, cv::FONT_HERSHEY_SIMPLEX, scale, colour, 1, cv::LINE_AA);
 }
 
@@ -96,7 +110,7 @@ cv::Point2d drawDimension(cv::Mat& picture, const RecipeDimension& d, const std:
     }
     if (d.kind == "line_line_distance") {
         for (cv::Point2d end : {f[0]->start, f[0]->end})
-            drawSegment(picture, end, foot(end, f[1]->line), colour, 2);
+            drawSegment(picture, end, foot(end, f[1]->line), colour, 1);
         return (f[0]->start + f[0]->end) * 0.5;
     }
     if (d.kind == "angle") {
@@ -204,25 +218,26 @@ json RecipeRunner::resultJson(const InspectionResult& result, const std::string&
 
 void RecipeRunner::drawOverlay(cv::Mat& picture, const InspectionResult& result) const
 {
+    std::vector<cv::Rect> labels;
+    // ROIs as placed and the edge points found; the dimensions go on top.
+    const View view;
     for (size_t i = 0; i < recipe_.measurements.size(); ++i) {
         const MeasurementOutcome& m = result.measurements[i];
-        const ToolDefinition& tool = *tools_[i];
-        if (m.roi.is_null() || !tool.draw)
+        if (m.roi.is_null())
             continue;
-        ToolInput input;
-        input.roi = parseRoi(m.roi, tool.roiKinds, recipe_.measurements[i].name);
-        input.settings = settings_[i];
-        input.paramDefinitions = &tool.params;
-        if (m.success) {
-            ToolResult run;
-            run.success = true;
-            run.outputs = m.outputs;
-            tool.draw(picture, input, run);
-        } else {
-            drawPolygon(picture, roiOutline(*input.roi.shape), kMissingColour);
-            drawLabel(picture, roiOutline(*input.roi.shape).front(), recipe_.measurements[i].name + ": not found",
-                      kMissingColour);
-        }
+        const RoiInput roi = parseRoi(m.roi, tools_[i]->roiKinds, recipe_.measurements[i].name);
+        const cv::Scalar colour = m.success ? kRoiColour : kMissingColour;
+        if (const auto* ring = dynamic_cast<const RingROI*>(roi.shape.get()))
+            drawRingRoi(picture, view, *ring, colour);
+        else if (const auto* arc = dynamic_cast<const ArcROI*>(roi.shape.get()))
+            drawArcRoi(picture, view, *arc, colour);
+        else
+            drawPolygon(picture, roiOutline(*roi.shape), colour);
+        if (!m.success)
+            drawLabel(picture, roiOutline(*roi.shape).front(), recipe_.measurements[i].name + ": not found", colour,
+                      labels);
+        else if (m.outputs.contains("edgePoints"))
+            drawEdgePoints(picture, view, pointsFromJson(m.outputs.at("edgePoints")), kEdgeColour);
     }
     for (size_t k = 0; k < recipe_.dimensions.size(); ++k) {
         const RecipeDimension& d = recipe_.dimensions[k];
@@ -243,9 +258,9 @@ void RecipeRunner::drawOverlay(cv::Mat& picture, const InspectionResult& result)
         const cv::Scalar colour = o.pass ? kPassColour : kFailColour;
         const cv::Point2d labelAt = drawDimension(picture, d, features, points, colour);
         drawLabel(picture, labelAt, d.name + " " + fixed(o.value, unitOf(recipe_, d) == "px" ? 3 : 4) + " " +
-                                        unitOf(recipe_, d), colour);
+                                        unitOf(recipe_, d), colour, labels);
     }
-    drawLabel(picture, {8, 30}, result.pass ? "PASS" : "FAIL", result.pass ? kPassColour : kFailColour);
+    drawLabel(picture, {8, 30}, result.pass ? "PASS" : "FAIL", result.pass ? kPassColour : kFailColour, labels);
 }
 
 std::vector<DimensionStatistics> dimensionStatistics(const Recipe& recipe, const std::vector<InspectionResult>& results)

@@ -27,15 +27,6 @@ cv::Point2d pointFrom(const json& p)
     return {p[0].get<double>(), p[1].get<double>()};
 }
 
-std::vector<cv::Point2d> pointsFrom(const json& list)
-{
-    std::vector<cv::Point2d> points;
-    points.reserve(list.size());
-    for (const json& p : list)
-        points.push_back(pointFrom(p));
-    return points;
-}
-
 // The feature a tool's outputs describe, in pixels. Edge points are read only when they
 // are to be refitted (on a calibrated plane): a circle's hundreds of them cost more to
 // read back than the rest of the recipe's own work.
@@ -68,7 +59,7 @@ Feature imageFeature(const std::string& tool, const json& outputs, bool withEdge
     case Feature::Type::None: break;
     }
     if (withEdgePoints && outputs.contains("edgePoints"))
-        f.edgePoints = pointsFrom(outputs.at("edgePoints"));
+        f.edgePoints = pointsFromJson(outputs.at("edgePoints"));
     return f;
 }
 

@@ -33,6 +33,9 @@ Reference resolveReference(const Recipe& recipe, const std::string& text, const 
 /// expected; a circle stands for its centre where a point is wanted.
 bool accepts(const std::string& wanted, Feature::Type type);
 
+/// [[x, y], ...] as points.
+std::vector<cv::Point2d> pointsFromJson(const json& list);
+
 /// The ROI fields that hold a point.
 bool isPointField(const std::string& field);
 
