@@ -3,7 +3,6 @@
 #include "Recipe.h"
 
 #include <cmath>
-#include <fstream>
 
 namespace frontend {
 
@@ -49,17 +48,7 @@ cv::Matx33d matrixFrom(const json& value, const std::string& where)
 
 PlaneCalibration loadCalibration(const std::string& path)
 {
-    std::ifstream in(path);
-    if (!in)
-        throw InputError(path + ": cannot open calibration file");
-    json document;
-    try {
-        document = json::parse(in);
-    } catch (const json::exception& e) {
-        throw InputError(path + ": malformed JSON: " + e.what());
-    }
-    if (!document.is_object())
-        throw InputError(path + ": a calibration must be a JSON object");
+    const json document = loadJsonObject(path, "calibration");
     PlaneCalibration calibration;
     calibration.cameraMatrix = matrixFrom(field(document, "camera_matrix", path), path + ": camera_matrix");
     calibration.planeHomography = matrixFrom(field(document, "plane_homography", path), path + ": plane_homography");

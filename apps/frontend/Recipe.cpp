@@ -552,16 +552,7 @@ Recipe parseRecipe(const json& document, const std::string& source, const std::s
 
 Recipe loadRecipe(const std::string& path)
 {
-    std::ifstream in(path);
-    if (!in)
-        throw InputError(path + ": cannot open recipe file");
-    json document;
-    try {
-        document = json::parse(in);
-    } catch (const json::exception& e) {
-        throw InputError(path + ": malformed JSON: " + e.what());
-    }
-    return parseRecipe(document, path, fs::path(path).parent_path().string());
+    return parseRecipe(loadJsonObject(path, "recipe"), path, fs::path(path).parent_path().string());
 }
 
 json recipeJson(const Recipe& recipe)

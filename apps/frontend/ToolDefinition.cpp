@@ -235,21 +235,26 @@ cv::Mat loadImage(const std::string& path)
     return checkedImage(image, path);
 }
 
-json loadParameters(const std::string& path)
+json loadJsonObject(const std::string& path, const std::string& what)
 {
     std::ifstream in(path);
     if (!in)
-        throw InputError(path + ": cannot open parameters file");
-    json parameters;
+        throw InputError(path + ": cannot open " + what + " file");
+    json document;
     try {
-        parameters = json::parse(in);
+        document = json::parse(in);
     } catch (const json::exception& e) {
         // Syntax errors and numbers beyond double range (1e400) alike.
         throw InputError(path + ": malformed JSON: " + e.what());
     }
-    if (!parameters.is_object())
-        throw InputError(path + ": the parameters must be a JSON object");
-    return parameters;
+    if (!document.is_object())
+        throw InputError(path + ": the " + what + " must be a JSON object");
+    return document;
+}
+
+json loadParameters(const std::string& path)
+{
+    return loadJsonObject(path, "parameters");
 }
 
 json validatedSettings(const ToolDefinition& tool, const json& parameters, const std::string& source)

@@ -112,6 +112,10 @@ cv::Mat loadImage(const std::string& path);
 /// 1, 3 or 4 channels (colour in RGB order, alpha dropped), not empty. `source` names it.
 cv::Mat checkedImage(const cv::Mat& image, const std::string& source);
 
+/// Reads a file holding one JSON object; `what` names it in messages ("parameters").
+/// Throws InputError when it cannot be opened, is malformed or is not an object.
+json loadJsonObject(const std::string& path, const std::string& what);
+
 /// Parses a parameters file (JSON object: "roi" plus the tool's settings).
 json loadParameters(const std::string& path);
 
