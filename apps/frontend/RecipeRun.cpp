@@ -281,15 +281,15 @@ void RecipeRunner::runMeasurement(size_t index, const cv::Mat& image, const Coor
             outcome.roi = input.roi.echo;
             checkInsideImage(input.roi, image, "placed", "");
         }
-        const ToolResult run = tool.run(input);
+        ToolResult run = tool.run(input);
         outcome.success = run.success;
-        outcome.outputs = run.outputs;
+        outcome.outputs = std::move(run.outputs); // edge points make it large
         outcome.microseconds = run.microseconds;
         if (!run.success) {
             outcome.error = "the " + m.tool + " tool found nothing";
             return;
         }
-        outcome.image = imageFeature(m.tool, run.outputs, recipe_.units.kind == RecipeUnits::Kind::Calibration);
+        outcome.image = imageFeature(m.tool, outcome.outputs, recipe_.units.kind == RecipeUnits::Kind::Calibration);
         switch (recipe_.units.kind) {
         case RecipeUnits::Kind::Pixels: outcome.measured = outcome.image; break;
         case RecipeUnits::Kind::PixelSize:
