@@ -222,7 +222,7 @@ RecipeUnits parseUnits(const json& units, const std::string& where, const std::s
 RecipeFixture parseFixture(const json& fixture, const std::string& where)
 {
     requireObject(fixture, where);
-    rejectUnknown(fixture, {"kind", "from", "reference"}, where);
+    rejectUnknown(fixture, {"kind", "from", "refine", "reference"}, where);
     RecipeFixture parsed;
     const std::string kind = requireString(fixture, "kind", where);
     std::vector<std::string> names;
@@ -238,6 +238,11 @@ RecipeFixture parseFixture(const json& fixture, const std::string& where)
         throw InputError(at(where, "from") + ": must name two measurements, got " + from.dump());
     parsed.first = from[0].get<std::string>();
     parsed.second = from[1].get<std::string>();
+    if (fixture.contains("refine")) {
+        if (!fixture.at("refine").is_boolean())
+            throw InputError(at(where, "refine") + ": must be true or false, got " + fixture.at("refine").dump());
+        parsed.refine = fixture.at("refine").get<bool>();
+    }
     if (fixture.contains("reference")) {
         const std::string path = at(where, "reference");
         const json& reference = fixture.at("reference");
@@ -568,6 +573,8 @@ json recipeJson(const Recipe& recipe)
     if (recipe.fixture.kind != RecipeFixture::Kind::None) {
         json fixture = {{"kind", fixtureKindName(recipe.fixture.kind)},
                         {"from", {recipe.fixture.first, recipe.fixture.second}}};
+        if (!recipe.fixture.refine)
+            fixture["refine"] = false;
         if (recipe.fixture.taught)
             fixture["reference"] = {{"x", recipe.fixture.reference.x},
                                     {"y", recipe.fixture.reference.y},

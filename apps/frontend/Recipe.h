@@ -46,6 +46,10 @@ struct RecipeFixture {
     };
     Kind kind = Kind::None;
     std::string first, second; ///< measurement names, in the order the kind lists them
+    /// Measure the fixture's features a second time with their ROIs moved by the first
+    /// pose, so that they lie square on the part's edges as they did when taught (two more
+    /// tool runs per image; the dimensions then do not depend on the part's turn).
+    bool refine = true;
     bool taught = false;       ///< whether reference holds the taught pose
     ObjPos reference;          ///< the part's pose in the reference image (pixels, degrees)
 };
@@ -201,6 +205,7 @@ private:
     std::vector<json> settings_;       // validated settings per measurement
     std::vector<const ToolDefinition*> tools_;
     std::vector<bool> fixtured_;       // ROI moves with the part
+    std::vector<size_t> fixtureOwn_;   // the fixture's two measurements
 
     void runMeasurement(size_t index, const cv::Mat& image, const CoordinateTransformer* pose,
                         InspectionResult& result) const;

@@ -190,7 +190,7 @@ RecipeRunner::RecipeRunner(Recipe recipe, std::string source) : recipe_(std::mov
 {
     validateRecipe(recipe_, source_);
     const size_t n = recipe_.measurements.size();
-    std::vector<size_t> fixtureOwn;
+    std::vector<size_t>& fixtureOwn = fixtureOwn_;
     if (recipe_.fixture.kind != RecipeFixture::Kind::None)
         for (const std::string* name : {&recipe_.fixture.first, &recipe_.fixture.second})
             fixtureOwn.push_back(resolveReference(recipe_, *name, source_).measurement);
@@ -380,6 +380,16 @@ InspectionResult RecipeRunner::inspect(const cv::Mat& image) const
             measureFixture(result, result.pose, result.fixtureError);
             result.fixtureFound = result.fixtureError.empty();
             transformer = getPoseTransformer(recipe_.fixture.reference, result.pose);
+            if (result.fixtureFound && recipe_.fixture.refine) {
+                // Measured again with their ROIs turned onto the part: a caliper band
+                // laid askew across an edge reports it a little off, by an amount that
+                // depends on the skew, so only square-on results are the same at every pose.
+                for (size_t own : fixtureOwn_)
+                    runMeasurement(own, checked, &transformer, result);
+                measureFixture(result, result.pose, result.fixtureError);
+                result.fixtureFound = result.fixtureError.empty();
+                transformer = getPoseTransformer(recipe_.fixture.reference, result.pose);
+            }
         }
         if (fixtured_[i] && !result.fixtureFound) {
             result.measurements[i].error = "not placed: " + result.fixtureError;
