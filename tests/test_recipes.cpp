@@ -152,6 +152,23 @@ TEST(RecipeStatistics, CapabilityByHand)
     EXPECT_NEAR(s.cpk, (10.1 - 10.05) / (3 * sigma), 1e-12);
 }
 
+// What the studio saves is what it loads: asymmetric tolerances, line options, an
+// untaught or unrefined fixture and a calibration file name all survive the round trip.
+TEST(RecipeFile, SavedAsLoaded)
+{
+    json document = json::parse(readFile(kPlateRecipe));
+    document["fixture"].erase("reference");
+    document["fixture"]["refine"] = false;
+    document["dimensions"][3]["at"] = "max";
+    const Recipe recipe = parseRecipe(document, "r.json", ".");
+    EXPECT_FALSE(recipe.fixture.taught);
+    const json saved = recipeJson(recipe);
+    EXPECT_EQ(saved, recipeJson(parseRecipe(saved, "saved", ".")));
+    EXPECT_EQ(saved.at("fixture"), document.at("fixture"));
+    EXPECT_EQ(saved.at("dimensions")[6].at("tolerance"), json::array({-0.03, 0.05}));
+    EXPECT_EQ(saved.at("dimensions")[3].at("at"), "max");
+}
+
 // Each fault of a recipe is found at load time and named at its JSON path.
 struct Fault {
     const char* what;
