@@ -142,12 +142,14 @@ struct Feature {
     std::vector<std::pair<cv::Point2d, cv::Point2d>> pairs; ///< Pairs
     double smallest = 0, largest = 0;  ///< Diameters
     std::vector<cv::Point2d> edgePoints;
-    /// Standard uncertainties where the fit quality is known (NaN otherwise): of a
-    /// line's position across itself at its anchor, of a circle's centre coordinates
-    /// and radius, of the mean pair width.
-    double lineOffsetSigma = kUnknown, lineAngleSigma = kUnknown; ///< unit, degrees
+    /// Standard uncertainties from the fit's residual spread where it is known (NaN
+    /// otherwise), in the feature's unit: a line's position across itself at its anchor
+    /// and its direction (degrees), a circle's centre coordinates and radius, the mean
+    /// width of edge pairs.
+    double lineOffsetSigma = kUnknown, lineAngleSigma = kUnknown;
     cv::Point2d lineAnchor;
-    double centreSigma = kUnknown, radiusSigma = kUnknown, widthSigma = kUnknown;
+    cv::Point2d centreSigma{kUnknown, kUnknown};
+    double radiusSigma = kUnknown, widthSigma = kUnknown;
 };
 
 struct MeasurementOutcome {

@@ -257,8 +257,10 @@ void RecipeRunner::drawOverlay(cv::Mat& picture, const InspectionResult& result)
         }
         const cv::Scalar colour = o.pass ? kPassColour : kFailColour;
         const cv::Point2d labelAt = drawDimension(picture, d, features, points, colour);
-        drawLabel(picture, labelAt, d.name + " " + fixed(o.value, unitOf(recipe_, d) == "px" ? 3 : 4) + " " +
-                                        unitOf(recipe_, d), colour, labels);
+        const int digits = unitOf(recipe_, d) == "px" ? 3 : 4;
+        const std::string spread = std::isfinite(o.uncertainty) ? " +- " + fixed(o.uncertainty, digits) : "";
+        drawLabel(picture, labelAt, d.name + " " + fixed(o.value, digits) + spread + " " + unitOf(recipe_, d), colour,
+                  labels);
     }
     drawLabel(picture, {8, 30}, result.pass ? "PASS" : "FAIL", result.pass ? kPassColour : kFailColour, labels);
 }

@@ -6,6 +6,7 @@
 #include "Messages.h"
 #include "RecipeSupport.h"
 
+#include <FitQuality.h>
 #include <Fitting.h>
 #include <Geometry.h>
 #include <PartFixture.h>
@@ -30,7 +31,7 @@ cv::Point2d pointFrom(const json& p)
 // The feature a tool's outputs describe, in pixels. Edge points are read only when they
 // are to be refitted (on a calibrated plane): a circle's hundreds of them cost more to
 // read back than the rest of the recipe's own work.
-Feature imageFeature(const std::string& tool, const json& outputs, bool withEdgePoints)
+Feature imageFeature(const std::string& tool, const json& outputs, const json& quality, bool withEdgePoints)
 {
     Feature f;
     f.type = toolFeature(tool);
@@ -60,7 +61,43 @@ Feature imageFeature(const std::string& tool, const json& outputs, bool withEdge
     }
     if (withEdgePoints && outputs.contains("edgePoints"))
         f.edgePoints = pointsFromJson(outputs.at("edgePoints"));
+    if (quality.is_object()) {
+        // The tool's own judgement of its fit, in pixels (Trust.h).
+        const auto sigma = [&quality](const char* name) {
+            const json& v = quality.contains(name) ? quality.at(name).at("sigma") : json(nullptr);
+            return v.is_number() ? v.get<double>() : kUnknown;
+        };
+        if (f.type == Feature::Type::Line && quality.contains("anchor") && quality.at("anchor")[0].is_number()) {
+            f.lineOffsetSigma = sigma("offset");
+            f.lineAngleSigma = sigma("angle");
+            f.lineAnchor = pointFrom(quality.at("anchor"));
+        } else if (f.type == Feature::Type::Circle) {
+            f.centreSigma = {sigma("centreX"), sigma("centreY")};
+            f.radiusSigma = sigma("radius");
+        } else if (f.type == Feature::Type::Pairs) {
+            f.widthSigma = sigma("width");
+        }
+    }
     return f;
+}
+
+// Standard uncertainty of a line's position across itself at the foot of p.
+double lineSigmaAt(const Feature& line, cv::Point2d p)
+{
+    const cv::Point2d direction = cv::Point2d(line.line[0], line.line[1]) / std::hypot(line.line[0], line.line[1]);
+    const double along = (p - line.lineAnchor).dot(direction);
+    const double turn = line.lineAngleSigma * kPi / 180.0;
+    return std::hypot(line.lineOffsetSigma, along * turn);
+}
+
+// Standard uncertainty of a named point along a unit direction: known for circle
+// centres, whose fit gives it; other points (an edge point, a line's clipped end) have
+// no spread of their own to judge.
+double pointSigmaAlong(const Feature& f, const std::string& point, cv::Point2d direction)
+{
+    if (f.type != Feature::Type::Circle || !(point.empty() || point == "centre"))
+        return kUnknown;
+    return std::hypot(direction.x * f.centreSigma.x, direction.y * f.centreSigma.y);
 }
 
 Feature scaled(const Feature& f, double s)
@@ -78,6 +115,11 @@ Feature scaled(const Feature& f, double s)
     out.largest *= s;
     for (cv::Point2d& p : out.edgePoints)
         p *= s;
+    out.lineOffsetSigma *= s;
+    out.lineAnchor *= s;
+    out.centreSigma *= s;
+    out.radiusSigma *= s;
+    out.widthSigma *= s;
     return out;
 }
 
@@ -106,13 +148,29 @@ Feature calibrated(const Feature& f, const PlaneCalibration& calibration)
             out.line = {-out.line[0], -out.line[1], out.line[2], out.line[3]};
         getFooDrop(ends[0], out.line, out.start);
         getFooDrop(ends[1], out.line, out.end);
+        LineFitQuality quality;
+        out.lineOffsetSigma = out.lineAngleSigma = kUnknown;
+        if (getLineFitQuality(out.edgePoints, out.line, FitLineHuber, 0, quality)) {
+            out.lineOffsetSigma = quality.offset.sigma;
+            out.lineAngleSigma = quality.angle.sigma;
+            out.lineAnchor = quality.anchor;
+        }
         break;
     }
-    case Feature::Type::Circle:
+    case Feature::Type::Circle: {
         if (!fitCircle(out.edgePoints, out.point, out.radius, FitCircleHuber))
             throw InputError("the edge points on the plane do not fit a circle");
+        CircleFitQuality quality;
+        out.centreSigma = {kUnknown, kUnknown};
+        out.radiusSigma = kUnknown;
+        if (getCircleFitQuality(out.edgePoints, out.point, out.radius, FitCircleHuber, quality)) {
+            out.centreSigma = {quality.centreX.sigma, quality.centreY.sigma};
+            out.radiusSigma = quality.radius.sigma;
+        }
         break;
+    }
     case Feature::Type::Pairs:
+        out.widthSigma = kUnknown; // the tool's figure is in pixels of its own strip
         for (auto& [a, b] : out.pairs) {
             const std::vector<cv::Point2d> ab = onPlane(calibration, {a, b});
             a = ab[0], b = ab[1];
@@ -282,6 +340,7 @@ void RecipeRunner::runMeasurement(size_t index, const cv::Mat& image, const Coor
             checkInsideImage(input.roi, image, "placed", "");
         }
         ToolResult run = tool.run(input);
+        const json quality = std::move(run.quality);
         outcome.success = run.success;
         outcome.outputs = std::move(run.outputs); // edge points make it large
         outcome.microseconds = run.microseconds;
@@ -289,7 +348,8 @@ void RecipeRunner::runMeasurement(size_t index, const cv::Mat& image, const Coor
             outcome.error = "the " + m.tool + " tool found nothing";
             return;
         }
-        outcome.image = imageFeature(m.tool, outcome.outputs, recipe_.units.kind == RecipeUnits::Kind::Calibration);
+        outcome.image =
+            imageFeature(m.tool, outcome.outputs, quality, recipe_.units.kind == RecipeUnits::Kind::Calibration);
         switch (recipe_.units.kind) {
         case RecipeUnits::Kind::Pixels: outcome.measured = outcome.image; break;
         case RecipeUnits::Kind::PixelSize:
@@ -311,8 +371,10 @@ void RecipeRunner::evaluateDimension(size_t index, InspectionResult& result) con
     DimensionOutcome& outcome = result.dimensions[index];
     std::vector<const Feature*> features;
     std::vector<cv::Point2d> points;
+    std::vector<std::string> pointNames;
     for (const auto& [field, text] : d.operands) {
         const Reference ref = resolveReference(recipe_, text, source_);
+        pointNames.push_back(ref.point);
         const MeasurementOutcome& m = result.measurements[ref.measurement];
         if (!m.success) {
             outcome.error = "'" + recipe_.measurements[ref.measurement].name + "' was not measured";
@@ -322,13 +384,21 @@ void RecipeRunner::evaluateDimension(size_t index, InspectionResult& result) con
         points.push_back(namedPoint(m.measured, ref.point));
     }
     const Feature& a = *features[0];
-    double value = kUnknown;
+    double value = kUnknown, sigma = kUnknown;
+    // Uncertainties combine the operands' standard uncertainties as independent errors,
+    // to first order.
     if (d.kind == "distance") {
         value = cv::norm(points[1] - points[0]);
+        const cv::Point2d u = value > 0 ? (points[1] - points[0]) / value : cv::Point2d(1, 0);
+        sigma = std::hypot(pointSigmaAlong(a, pointNames[0], u), pointSigmaAlong(*features[1], pointNames[1], u));
     } else if (d.kind == "point_line_distance") {
-        value = unsignedDistance(points[0], features[1]->line);
+        const Feature& line = *features[1];
+        value = unsignedDistance(points[0], line.line);
+        const cv::Point2d normal = cv::Point2d(-line.line[1], line.line[0]) / std::hypot(line.line[0], line.line[1]);
+        sigma = std::hypot(pointSigmaAlong(a, pointNames[0], normal), lineSigmaAt(line, points[0]));
     } else if (d.kind == "line_line_distance") {
         const Feature& b = *features[1];
+        sigma = std::hypot(lineSigmaAt(a, (a.start + a.end) * 0.5), lineSigmaAt(b, (b.start + b.end) * 0.5));
         const double ends[4] = {unsignedDistance(a.start, b.line), unsignedDistance(a.end, b.line),
                                 unsignedDistance(b.start, a.line), unsignedDistance(b.end, a.line)};
         value = d.at == "min"   ? *std::min_element(ends, ends + 4)
@@ -336,9 +406,12 @@ void RecipeRunner::evaluateDimension(size_t index, InspectionResult& result) con
                                 : (ends[0] + ends[1] + ends[2] + ends[3]) / 4.0;
     } else if (d.kind == "angle") {
         value = lineAngleBetween(a.line, features[1]->line);
+        sigma = std::hypot(a.lineAngleSigma, features[1]->lineAngleSigma);
     } else if (d.kind == "diameter") {
         value = 2.0 * a.radius;
+        sigma = 2.0 * a.radiusSigma;
     } else if (d.kind == "width") {
+        sigma = a.widthSigma;
         if (a.pairs.empty()) {
             outcome.error = "no edge pairs";
             return;
@@ -358,6 +431,7 @@ void RecipeRunner::evaluateDimension(size_t index, InspectionResult& result) con
     }
     outcome.computed = true;
     outcome.value = value;
+    outcome.uncertainty = std::isfinite(sigma) ? sigma : kUnknown;
     outcome.pass = value >= d.nominal + d.lowerTolerance && value <= d.nominal + d.upperTolerance;
 }
 
