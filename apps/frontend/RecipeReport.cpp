@@ -239,6 +239,12 @@ void RecipeRunner::drawOverlay(cv::Mat& picture, const InspectionResult& result)
         else if (m.outputs.contains("edgePoints"))
             drawEdgePoints(picture, view, pointsFromJson(m.outputs.at("edgePoints")), kEdgeColour);
     }
+    struct Label {
+        cv::Point2d at;
+        std::string text;
+        cv::Scalar colour;
+    };
+    std::vector<Label> pending;
     for (size_t k = 0; k < recipe_.dimensions.size(); ++k) {
         const RecipeDimension& d = recipe_.dimensions[k];
         const DimensionOutcome& o = result.dimensions[k];
@@ -257,11 +263,13 @@ void RecipeRunner::drawOverlay(cv::Mat& picture, const InspectionResult& result)
         }
         const cv::Scalar colour = o.pass ? kPassColour : kFailColour;
         const cv::Point2d labelAt = drawDimension(picture, d, features, points, colour);
+        // Labels go on after every dimension's lines, which would otherwise cross them.
         const int digits = unitOf(recipe_, d) == "px" ? 3 : 4;
         const std::string spread = std::isfinite(o.uncertainty) ? " +- " + fixed(o.uncertainty, digits) : "";
-        drawLabel(picture, labelAt, d.name + " " + fixed(o.value, digits) + spread + " " + unitOf(recipe_, d), colour,
-                  labels);
+        pending.push_back({labelAt, d.name + " " + fixed(o.value, digits) + spread + " " + unitOf(recipe_, d), colour});
     }
+    for (const Label& label : pending)
+        drawLabel(picture, label.at, label.text, label.colour, labels);
     drawLabel(picture, {8, 30}, result.pass ? "PASS" : "FAIL", result.pass ? kPassColour : kFailColour, labels);
 }
 
