@@ -67,7 +67,7 @@ void judgeCircleFamily(ToolResult& result, ToolInput& input, const std::vector<c
                        cv::Point2d centre, double radius, FitCircleType fitType)
 {
     if (!result.success) {
-        result.diagnostics = diagnosticsJson(unjudged(edgePoints));
+        result.diagnostics = diagnosticsJson(unjudged(edgePoints), input.listPointDiagnostics);
         result.diagnostics["failure"] = failureReason(input, edgePoints, fitType);
         return;
     }
@@ -83,7 +83,7 @@ void judgeCircleFamily(ToolResult& result, ToolInput& input, const std::vector<c
     if (removed)
         for (PointDiagnostic& d : judged)
             d.inlier = d.inlier && std::find(edgePoints.begin(), edgePoints.end(), d.point) != edgePoints.end();
-    result.diagnostics = diagnosticsJson(judged);
+    result.diagnostics = diagnosticsJson(judged, input.listPointDiagnostics);
     CircleFitQuality quality;
     if (fitMode == 0 && getCircleFitQuality(edgePoints, centre, radius, fitType, quality))
         result.quality = circleQualityJson(quality);

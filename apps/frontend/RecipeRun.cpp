@@ -315,6 +315,7 @@ void RecipeRunner::runMeasurement(size_t index, const cv::Mat& image, const Coor
         input.image = image;
         input.settings = settings_[index];
         input.paramDefinitions = &tool.params;
+        input.listPointDiagnostics = false;
         if (!tool.roiKinds.empty()) {
             json shape = m.roi;
             std::vector<std::pair<std::string, cv::Point2d>> found;

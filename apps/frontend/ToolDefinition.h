@@ -70,6 +70,10 @@ struct ToolInput {
     cv::Mat image; // 8-bit, 1 channel or RGB order
     json settings; // every parameter, validated, defaults filled in
     RoiInput roi;  // empty kind when the tool takes no ROI
+    /// Whether the run's diagnostics list every edge point with its residual (a single
+    /// run and the studio show them) or only the inlier and outlier counts (a recipe over
+    /// many images, where the list would cost as much as the tool).
+    bool listPointDiagnostics = true;
 
     int integer(const std::string& name) const { return settings.at(name).get<int>(); }
     double number(const std::string& name) const { return settings.at(name).get<double>(); }

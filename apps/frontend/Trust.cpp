@@ -75,17 +75,21 @@ json widthQualityJson(const EdgePairWidthQuality& q)
             {"maxWidth", rounded(q.maxWidth)}};
 }
 
-json diagnosticsJson(const std::vector<PointDiagnostic>& points)
+json diagnosticsJson(const std::vector<PointDiagnostic>& points, bool listPoints)
 {
     json list = json::array();
     int inliers = 0;
     for (const PointDiagnostic& d : points) {
-        list.push_back({{"point", json::array({rounded(d.point.x), rounded(d.point.y)})},
-                        {"residual", rounded(d.residual)},
-                        {"inlier", d.inlier}});
+        if (listPoints)
+            list.push_back({{"point", json::array({rounded(d.point.x), rounded(d.point.y)})},
+                            {"residual", rounded(d.residual)},
+                            {"inlier", d.inlier}});
         inliers += d.inlier;
     }
-    return {{"inliers", inliers}, {"outliers", static_cast<int>(points.size()) - inliers}, {"points", list}};
+    json out = {{"inliers", inliers}, {"outliers", static_cast<int>(points.size()) - inliers}};
+    if (listPoints)
+        out["points"] = list;
+    return out;
 }
 
 std::vector<PointDiagnostic> unjudged(const std::vector<cv::Point2d>& points)
