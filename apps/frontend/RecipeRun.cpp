@@ -347,6 +347,8 @@ void RecipeRunner::runMeasurement(size_t index, const cv::Mat& image, const Coor
         outcome.microseconds = run.microseconds;
         if (!run.success) {
             outcome.error = "the " + m.tool + " tool found nothing";
+            if (run.diagnostics.contains("failure") && run.diagnostics.at("failure").is_string())
+                outcome.error += ": " + run.diagnostics.at("failure").get<std::string>();
             return;
         }
         outcome.image =
