@@ -4,13 +4,17 @@
 
 #include "Profile.h"
 #include "ToolDefinition.h"
+#include "Trust.h"
 
 #include <Functions.h>
 #include <Synthetic.h>
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <cstring>
 #include <map>
+#include <sstream>
 
 namespace {
 
@@ -210,3 +214,34 @@ TEST(ToolDefinitions, DescribeEverySettingAndOutput)
             EXPECT_FALSE(output.help.empty()) << output.name;
     }
 }
+
+namespace {
+
+// The rounding of reported numbers takes a shortcut for steps of 10^-d; it must give the
+// very double that printing the rounded value with d decimals and reading it back gives.
+double roundedByText(double v, double step)
+{
+    const double r = std::round(v / step) * step;
+    std::ostringstream text;
+    text.precision(static_cast<int>(std::max(0.0, -std::floor(std::log10(step)))));
+    text << std::fixed << r;
+    return std::stod(text.str());
+}
+
+TEST(Rounding, SameDoubleAsPrintingAndReadingBack)
+{
+    cv::RNG rng(20261125);
+    for (int k = 0; k < 20000; ++k) {
+        const double step = std::pow(10.0, -rng.uniform(0, 9));
+        // Magnitudes from far below the step to far above it, both signs, halves included.
+        double v = std::pow(10.0, rng.uniform(-10.0, 12.0)) * (rng.uniform(0, 2) ? 1 : -1);
+        if (k % 7 == 0)
+            v = (std::floor(v / step) + 0.5) * step;
+        const double fast = frontend::rounded(v, step).get<double>();
+        const double expected = roundedByText(v, step);
+        ASSERT_EQ(std::memcmp(&expected, &fast, sizeof(double)), 0)
+            << "v " << v << " step " << step << ": " << fast << " vs " << expected;
+    }
+}
+
+} // namespace

@@ -18,6 +18,8 @@
 #include "ImageSampling.h"
 #include "LineTools.h"
 #include "MatchingResults.h"
+#include "PartFixture.h"
+#include "PlaneCalibration.h"
 #include "PlaneFitting.h"
 #include "ProfileCore.h"
 #include "RegionOperators.h"

@@ -53,22 +53,6 @@ void printTool(const ToolDefinition& tool)
 
 } // namespace
 
-void writeWhole(const std::string& path, const std::string& text)
-{
-    const std::string temporary = path + ".tmp";
-    {
-        std::ofstream out(temporary, std::ios::trunc);
-        if (!(out << text) || !out.flush())
-            throw InputError(path + ": cannot write");
-    }
-    std::error_code ec;
-    fs::rename(temporary, path, ec);
-    if (ec) {
-        fs::remove(temporary, ec);
-        throw InputError(path + ": cannot write");
-    }
-}
-
 json commandParameters(const std::string& paramsPath, const std::string& roiText, std::string& source)
 {
     json parameters = json::object();

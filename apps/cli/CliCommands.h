@@ -29,7 +29,4 @@ int runBatch(const std::string& folder, const std::string& paramsPath, const std
 /// replaced by roiText (JSON, when given). source receives the name messages use.
 frontend::json commandParameters(const std::string& paramsPath, const std::string& roiText, std::string& source);
 
-/// Writes text to path through a temporary file, so a failure never leaves half a file.
-void writeWhole(const std::string& path, const std::string& text);
-
 } // namespace cli

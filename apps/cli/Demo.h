@@ -65,6 +65,14 @@ struct StepRegistration {
 /// 1 when one is not, 2 when outDir cannot be written.
 int runDemo(const std::string& outDir);
 
+/// Writes the recipe example's pictures of the demo part at several poses (the last with
+/// an oversize hole) into folder.
+int writeRecipeImages(const std::string& folder);
+
+/// Writes chessboard views through a distorted camera into folder/boards (the first
+/// lying on the measuring plane) and a plate with two holes 100 mm apart on that plane.
+int writeCalibrationImages(const std::string& folder);
+
 // The steps draw with the tools' own overlay helpers.
 using frontend::circleArc;
 using frontend::drawArcRoi;

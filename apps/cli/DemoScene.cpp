@@ -1,5 +1,6 @@
 #include "DemoScene.h"
 
+#include "DemoPart.h"
 #include "Synthetic.h"
 
 #include <cmath>
@@ -20,11 +21,13 @@ cv::Point2d SceneTruth::plateToImage(cv::Point2d local) const
 SceneImage renderDemoScene()
 {
     SceneTruth t;
-    t.background = 40;
-    t.plate = {{430, 330}, 560, 360, 10};
-    t.plateValue = 190;
-    t.hole = {t.plateToImage({-120, 0}), 75};
-    t.slot = {t.plateToImage({140, 0}), 40, 220, t.plate.angle};
+    const synthetic::DemoPart part;
+    const synthetic::DemoPose partPose{{430, 330}, 10};
+    t.background = part.background;
+    t.plate = {partPose.centre, part.width, part.height, partPose.angle};
+    t.plateValue = part.plateValue;
+    t.hole = {t.plateToImage({part.holeOffset, 0}), part.holeRadius};
+    t.slot = {t.plateToImage({part.slotOffset, 0}), part.slotWidth, part.slotLength, t.plate.angle};
     t.boss = {{1010, 250}, 130};
     t.bossValue = 170;
     t.ovalBoss = {{1208.3, 799.6}, 50.9, 49.7, -28};
@@ -58,9 +61,7 @@ SceneImage renderDemoScene()
     }
 
     synthetic::Scene scene(cv::Size(1280, 960), t.background);
-    scene.fillRotatedRect(t.plate.centre, t.plate.width, t.plate.height, t.plate.angle, t.plateValue);
-    scene.fillDisc(t.hole.centre, t.hole.radius, t.background);
-    scene.fillRotatedRect(t.slot.centre, t.slot.width, t.slot.height, t.slot.angle, t.background);
+    synthetic::paintDemoPart(scene, part, partPose);
     scene.fillDisc(t.boss.centre, t.boss.radius, t.bossValue);
     scene.fillEllipse(t.ovalBoss.centre, t.ovalBoss.semiMajor, t.ovalBoss.semiMinor, t.ovalBoss.angle,
                       t.ovalBossValue);

@@ -1,6 +1,7 @@
 // functions-cli: runs the library's tools without writing a host.
 
 #include "CliCommands.h"
+#include "CliInspect.h"
 #include "Console.h"
 #include "Demo.h"
 #include "ProbeCommand.h"
@@ -28,6 +29,11 @@ int main(int argc, char** argv)
     CLI::App* demoCommand = app.add_subcommand(
         "demo", "Render the built-in inspection scene, run every tool family on it and compare with the truth");
     demoCommand->add_option("--out", demoOut, "Folder for the annotated pictures")->capture_default_str();
+    std::string recipeImages, calibrationImages;
+    demoCommand->add_option("--recipe-images", recipeImages,
+                            "Instead: write the recipe example's pictures of the part into this folder");
+    demoCommand->add_option("--calibration-images", calibrationImages,
+                            "Instead: write chessboard views through a distorted camera into this folder");
 
     std::string image, tool, params, roi, overlay;
     CLI::App* toolsCommand =
@@ -58,6 +64,27 @@ int main(int argc, char** argv)
     cli::ProbeOptions probe;
     CLI::App* probeCommand = cli::addProbeCommand(app, probe);
 
+    std::string recipe, images, board = "9x6", plane;
+    double square = 0;
+    CLI::App* inspectCommand = app.add_subcommand(
+        "inspect", "Run an inspection recipe over images: dimensions with pass/fail, overlays, CSV, statistics");
+    inspectCommand->add_option("--recipe", recipe, "Recipe file (JSON, see docs/recipes.md)")->required();
+    inspectCommand->add_option("--images", images, "An image or a folder of images")->required();
+    inspectCommand->add_option("--jobs", jobs, "Images processed in parallel")->capture_default_str();
+    inspectCommand->add_option("--out", out, "Folder for overlays, results.jsonl, results.csv, summary.txt")
+        ->default_str("inspect-out");
+    CLI::App* teachCommand = app.add_subcommand("teach", "Measure a recipe's fixture pose on a reference image");
+    teachCommand->add_option("--recipe", recipe, "Recipe file")->required();
+    teachCommand->add_option("--image", image, "Reference image")->required();
+    teachCommand->add_option("--out", out, "Write the taught recipe here instead of over the recipe");
+    CLI::App* calibrateCommand =
+        app.add_subcommand("calibrate", "Calibrate camera, lens and measuring plane from chessboard views");
+    calibrateCommand->add_option("--images", folder, "Folder of chessboard views")->required();
+    calibrateCommand->add_option("--board", board, "Inner corners, COLSxROWS")->capture_default_str();
+    calibrateCommand->add_option("--square", square, "Square side in mm")->required();
+    calibrateCommand->add_option("--plane", plane, "The view whose board lies on the measuring plane (default: first)");
+    calibrateCommand->add_option("--out", out, "Calibration file to write")->required();
+
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -65,6 +92,10 @@ int main(int argc, char** argv)
     }
 
     try {
+        if (*demoCommand && !recipeImages.empty())
+            return demo::writeRecipeImages(recipeImages);
+        if (*demoCommand && !calibrationImages.empty())
+            return demo::writeCalibrationImages(calibrationImages);
         if (*demoCommand)
             return demo::runDemo(demoOut);
         if (*toolsCommand)
@@ -75,6 +106,12 @@ int main(int argc, char** argv)
             return cli::runBatch(folder, params, roi, tool, jobs, out);
         if (*probeCommand)
             return cli::runProbe(probe);
+        if (*inspectCommand)
+            return cli::runInspect(recipe, images, jobs, out.empty() ? "inspect-out" : out);
+        if (*teachCommand)
+            return cli::runTeach(recipe, image, out);
+        if (*calibrateCommand)
+            return cli::runCalibrate(folder, board, square, plane, out);
     } catch (const frontend::InputError& e) {
         std::fprintf(cli::userErr(), "functions-cli: %s\n", e.what());
         return 2;

@@ -68,7 +68,7 @@ void judgeCircleFamily(ToolResult& result, ToolInput& input, const std::vector<c
                        cv::Point2d centre, double radius, FitCircleType fitType)
 {
     if (!result.success) {
-        result.diagnostics = diagnosticsJson(unjudged(edgePoints));
+        result.diagnostics = diagnosticsJson(unjudged(edgePoints), input.listPointDiagnostics);
         result.diagnostics["failure"] = failureReason(input, edgePoints, fitType);
         return;
     }
@@ -93,7 +93,7 @@ void judgeCircleFamily(ToolResult& result, ToolInput& input, const std::vector<c
         rule += std::string(rule.empty() ? "" : ", or ") + "dropped by outlierDistance " +
                 formatNumber(input.number("outlierDistance")) + " px";
     }
-    result.diagnostics = diagnosticsJson(judged);
+    result.diagnostics = diagnosticsJson(judged, input.listPointDiagnostics);
     if (!rule.empty())
         result.diagnostics["rule"] = rule;
     CircleFitQuality quality;

@@ -254,9 +254,9 @@ json parseJson(const std::string& text, const std::string& source)
             lastKey = parsed.get<std::string>();
         return true;
     };
-    json parameters;
+    json document;
     try {
-        parameters = json::parse(text, trackKeys);
+        document = json::parse(text, trackKeys);
     } catch (const json::exception& e) {
         // "[json.exception.parse_error.101] parse error at ...": the bracket means nothing to a user.
         std::string what = e.what();
@@ -267,36 +267,47 @@ json parseJson(const std::string& text, const std::string& source)
         throw InputError(source + ": malformed JSON: " +
                          (outOfRange && !lastKey.empty() ? "field '" + lastKey + "': " : "") + what);
     }
-    return parameters;
+    return document;
 }
+
+namespace {
+
+json objectOf(const std::string& text, const std::string& source, const std::string& what)
+{
+    json document = parseJson(text, source);
+    if (!document.is_object())
+        throw InputError(source + ": the " + what + " must be a JSON object");
+    return document;
+}
+
+} // namespace
 
 json parseParameters(const std::string& text, const std::string& source)
 {
-    json parameters = parseJson(text, source);
-    if (!parameters.is_object())
-        throw InputError(source + ": the parameters must be a JSON object");
-    return parameters;
+    return objectOf(text, source, "parameters");
+}
+
+json loadJsonObject(const std::string& path, const std::string& what)
+{
+    std::error_code ec;
+    if (std::filesystem::is_directory(path, ec))
+        throw InputError(path + ": a folder, not a " + what + " file");
+    std::ifstream in(path, std::ios::binary);
+    if (!in)
+        throw InputError(path + ": cannot open " + what + " file");
+    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+    if (in.bad())
+        throw InputError(path + ": cannot read " + what + " file");
+    return objectOf(text, path, what);
 }
 
 json loadParameters(const std::string& path)
 {
-    std::error_code ec;
-    if (std::filesystem::is_directory(path, ec))
-        throw InputError(path + ": a folder, not a parameters file");
-    std::ifstream in(path, std::ios::binary);
-    if (!in)
-        throw InputError(path + ": cannot open parameters file");
-    const std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-    if (in.bad())
-        throw InputError(path + ": cannot read parameters file");
-    return parseParameters(text, path);
+    return loadJsonObject(path, "parameters");
 }
 
-ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, const std::string& source)
+json validatedSettings(const ToolDefinition& tool, const json& parameters, const std::string& source)
 {
-    ToolInput input;
-    input.paramDefinitions = &tool.params;
-    input.settings = json::object();
     for (auto it = parameters.begin(); it != parameters.end(); ++it) {
         if (it.key() == "roi" && !tool.roiKinds.empty())
             continue;
@@ -313,13 +324,21 @@ ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, co
                              " (known: " + joined(names) + ")");
         }
     }
+    json settings = json::object();
     for (const ParamDefinition& definition : tool.params)
-        input.settings[definition.name] =
-            parameters.contains(definition.name)
-                ? validatedValue(definition, parameters.at(definition.name), source)
-                : validatedValue(definition, definition.defaultValue, source + " (default)");
+        settings[definition.name] = parameters.contains(definition.name)
+                                        ? validatedValue(definition, parameters.at(definition.name), source)
+                                        : validatedValue(definition, definition.defaultValue, source + " (default)");
     if (tool.checkSettings)
-        tool.checkSettings(input.settings, source);
+        tool.checkSettings(settings, source);
+    return settings;
+}
+
+ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, const std::string& source)
+{
+    ToolInput input;
+    input.paramDefinitions = &tool.params;
+    input.settings = validatedSettings(tool, parameters, source);
     if (!tool.roiKinds.empty()) {
         if (!parameters.contains("roi"))
             throw InputError(source + ": missing 'roi' (one of: " + joined(tool.roiKinds) + ")");

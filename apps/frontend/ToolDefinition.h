@@ -70,6 +70,10 @@ struct ToolInput {
     cv::Mat image; // 8-bit, 1 channel or RGB order
     json settings; // every parameter, validated, defaults filled in
     RoiInput roi;  // empty kind when the tool takes no ROI
+    /// Whether the run's diagnostics list every edge point with its residual (a single
+    /// run and the studio show them) or only the inlier and outlier counts (a recipe over
+    /// many images, where the list would cost as much as the tool).
+    bool listPointDiagnostics = true;
 
     int integer(const std::string& name) const { return settings.at(name).get<int>(); }
     double number(const std::string& name) const { return settings.at(name).get<double>(); }
@@ -133,12 +137,21 @@ json parseJson(const std::string& text, const std::string& source);
 /// names them in messages.
 json parseParameters(const std::string& text, const std::string& source);
 
+/// Reads a file holding one JSON object; `what` names it in messages ("parameters").
+/// Throws InputError when it is a folder, cannot be read, is malformed or is not an object.
+json loadJsonObject(const std::string& path, const std::string& what);
+
 /// Reads and parses a parameters file.
 json loadParameters(const std::string& path);
 
-/// Validates settings against the tool, fills defaults and parses the ROI: all that does
-/// not depend on the image, so a batch can refuse bad settings once, before any image is
-/// read. The input has no image yet. `source` names the parameters in messages.
+/// Validates the settings of `parameters` against the tool (every value in its range,
+/// no unknown names; a "roi" entry is let through for tools that take one) and returns
+/// them with the defaults filled in. Throws InputError naming `source`.
+json validatedSettings(const ToolDefinition& tool, const json& parameters, const std::string& source);
+
+/// validatedSettings and the parsed ROI: all that does not depend on the image, so a
+/// batch can refuse bad settings once, before any image is read. The input has no image
+/// yet. `source` names the parameters in messages.
 ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, const std::string& source);
 
 /// prepareSettings, then the image and the check that the ROI lies inside it. `source`

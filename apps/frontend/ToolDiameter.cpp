@@ -86,7 +86,7 @@ ToolResult runDiameter(ToolInput& input)
     result.microseconds = timeMicroseconds([&] { result.success = clcCircleMulPoints(input.image, param); });
     if (!result.success) {
         result.outputs["edgePoints"] = json::array();
-        result.diagnostics = diagnosticsJson({});
+        result.diagnostics = diagnosticsJson({}, input.listPointDiagnostics);
         result.diagnostics["failure"] = failureReason(param);
         return result;
     }
@@ -104,7 +104,7 @@ ToolResult runDiameter(ToolInput& input)
     // Every edge point counts: the residuals to the fitted circle are the roundness.
     std::vector<PointDiagnostic> judged;
     if (getCircleDiagnostics(param.edgePoints, param.centre, param.radius, judged))
-        result.diagnostics = diagnosticsJson(judged);
+        result.diagnostics = diagnosticsJson(judged, input.listPointDiagnostics);
     CircleFitQuality quality;
     if (getCircleFitQuality(param.edgePoints, param.centre, param.radius, FitCircleTaubin, quality))
         result.quality = circleQualityJson(quality);

@@ -91,7 +91,7 @@ ToolResult runEdgePairs(ToolInput& input)
     for (size_t k = 0; k < first.size(); ++k)
         widths.push_back({(first[k] + second[k]) * 0.5,
                           cv::norm(param.secondEdges[k] - param.firstEdges[k]) - sum / first.size(), true});
-    result.diagnostics = diagnosticsJson(widths);
+    result.diagnostics = diagnosticsJson(widths, input.listPointDiagnostics);
     EdgePairWidthQuality quality;
     if (getEdgePairWidthQuality(param, quality))
         result.quality = widthQualityJson(quality);

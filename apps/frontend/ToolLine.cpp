@@ -21,7 +21,7 @@ constexpr double kDegreesPerRadian = 180.0 / 3.141592653589793;
 // or Tukey on the kept ones after noise removal. Crest fits lie against a few tips, so
 // their residuals say how ragged the edge is, not how well the line is determined.
 void judgeLine(ToolResult& result, const _EdgeLineDetParam& param, const std::vector<cv::Point2d>& found,
-               bool denoised, double noiseDistance, int fitMode)
+               bool denoised, double noiseDistance, int fitMode, bool listPoints)
 {
     std::vector<PointDiagnostic> diagnostics;
     if (!getLineDiagnostics(found, param.line, diagnostics))
@@ -29,7 +29,7 @@ void judgeLine(ToolResult& result, const _EdgeLineDetParam& param, const std::ve
     if (denoised)
         for (PointDiagnostic& d : diagnostics)
             d.inlier = std::find(param.edgePoints.begin(), param.edgePoints.end(), d.point) != param.edgePoints.end();
-    result.diagnostics = diagnosticsJson(diagnostics);
+    result.diagnostics = diagnosticsJson(diagnostics, listPoints);
     if (denoised)
         result.diagnostics["rule"] = "farther than noiseDistance " + formatNumber(noiseDistance) +
                                      " px from the first line, dropped before the refit";
@@ -71,9 +71,9 @@ ToolResult runLine(ToolInput& input)
     }
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
     if (result.success) {
-        judgeLine(result, param, found, denoised, noiseDistance, fitMode);
+        judgeLine(result, param, found, denoised, noiseDistance, fitMode, input.listPointDiagnostics);
     } else {
-        result.diagnostics = diagnosticsJson(unjudged(param.edgePoints));
+        result.diagnostics = diagnosticsJson(unjudged(param.edgePoints), input.listPointDiagnostics);
         const double strongest = strongestCaliperResponse(
             param.roiImage, param.segmentWidth, param.segmentStep, param.sigma,
             param.direction == 1 ? RightToLeft : LeftToRight, static_cast<EdgeTransition>(param.transition));

@@ -14,7 +14,15 @@ json rounded(double v, double step)
 {
     if (!std::isfinite(v))
         return nullptr;
-    const double r = std::round(v / step) * step;
+    const double count = std::round(v / step);
+    // A step of 10^-d, the usual case, without printing and parsing: the count and 10^d
+    // are exact doubles, so their quotient is the double nearest the decimal count * 10^-d,
+    // which is what the decimal text below reads back as. Below 1e14 steps the product
+    // count * step is far closer to that decimal than half a step, so the text is it too.
+    const double decimals = std::round(-std::log10(step));
+    if (decimals >= 0 && decimals <= 15 && std::pow(10.0, -decimals) == step && std::abs(count) < 1e14)
+        return count / std::pow(10.0, decimals);
+    const double r = count * step;
     // Print 12.3 rather than 12.300000000000001: the step's decimals suffice.
     std::ostringstream text;
     text.precision(static_cast<int>(std::max(0.0, -std::floor(std::log10(step)))));
@@ -73,17 +81,21 @@ json widthQualityJson(const EdgePairWidthQuality& q)
             {"rounding", finiteOrNull(q.rounding)}};
 }
 
-json diagnosticsJson(const std::vector<PointDiagnostic>& points)
+json diagnosticsJson(const std::vector<PointDiagnostic>& points, bool listPoints)
 {
     json list = json::array();
     int inliers = 0;
     for (const PointDiagnostic& d : points) {
-        list.push_back({{"point", json::array({finiteOrNull(d.point.x), finiteOrNull(d.point.y)})},
-                        {"residual", finiteOrNull(d.residual)},
-                        {"inlier", d.inlier}});
+        if (listPoints)
+            list.push_back({{"point", json::array({finiteOrNull(d.point.x), finiteOrNull(d.point.y)})},
+                            {"residual", finiteOrNull(d.residual)},
+                            {"inlier", d.inlier}});
         inliers += d.inlier;
     }
-    return {{"inliers", inliers}, {"outliers", static_cast<int>(points.size()) - inliers}, {"points", list}};
+    json out = {{"inliers", inliers}, {"outliers", static_cast<int>(points.size()) - inliers}};
+    if (listPoints)
+        out["points"] = list;
+    return out;
 }
 
 std::vector<PointDiagnostic> unjudged(const std::vector<cv::Point2d>& points)

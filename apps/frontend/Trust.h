@@ -36,7 +36,8 @@ json widthQualityJson(const EdgePairWidthQuality& q);
 
 /// Per-point list [{"point", "residual", "inlier"}] with the inlier and outlier counts:
 /// the "diagnostics" of a run (the failure reason is added by the adapter).
-json diagnosticsJson(const std::vector<PointDiagnostic>& points);
+/// Without listPoints only the counts.
+json diagnosticsJson(const std::vector<PointDiagnostic>& points, bool listPoints = true);
 
 /// Edge points as diagnostics without a fitted shape: residual null, all inliers.
 std::vector<PointDiagnostic> unjudged(const std::vector<cv::Point2d>& points);
