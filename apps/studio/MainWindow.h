@@ -1,0 +1,78 @@
+#pragma once
+
+// The studio's window: the image view in the middle, the ROI list and the selected ROI's
+// settings on the right, the profile and the results table below; menus for files,
+// drawing, the view and folder runs. Images load on a worker thread.
+
+#include "StudioDocument.h"
+
+#include <QFutureWatcher>
+#include <QMainWindow>
+
+class QAction;
+class QActionGroup;
+class QLabel;
+
+namespace studio {
+
+class ImageView;
+class ResultsTable;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+public:
+    explicit MainWindow(QWidget* parent = nullptr);
+    ~MainWindow() override;
+
+    StudioDocument& document() { return document_; }
+    ImageView& imageView() { return *view_; }
+    ResultsTable& results() { return *results_; }
+
+    /// Opens an image file, a folder (its first image) or a parameters file by what it is;
+    /// messages go to a box unless `quiet`, and `error` receives them.
+    bool openPath(const QString& path, QString* error = nullptr, bool quiet = false);
+    void openImage(const QString& path);
+    void openFolder(const QString& folder);
+    void stepImage(int by);
+    /// Adds the ROI of a `run` parameters file measured by `tool` (empty: guessed from the
+    /// file's name and the settings it holds). Throws frontend::InputError.
+    int importParameters(const QString& path, const std::string& tool);
+    /// Writes the selected ROI as a `run` parameters file. Throws frontend::InputError.
+    void exportParameters(int id, const QString& path) const;
+
+    /// Nothing loading, nothing being measured.
+    bool isIdle() const;
+
+protected:
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+private:
+    void buildMenus();
+    void buildDocks();
+    void imageLoaded();
+    void showCursor(QPointF at, bool inside);
+    void updateTitle();
+    void updateResults();
+    void flipDirection();
+    void runFolder();
+    void askImportParameters();
+    void askExportParameters();
+    void reportError(const QString& title, const QString& message, bool quiet);
+
+    StudioDocument document_;
+    ImageView* view_;
+    ResultsTable* results_;
+    QLabel* cursorLabel_;
+    QLabel* imageLabel_;
+    QActionGroup* drawGroup_ = nullptr;
+    QAction* editAction_ = nullptr;
+
+    QStringList folderImages_;
+    int folderIndex_ = -1;
+    QFutureWatcher<SharedImage> loader_;
+    bool loading_ = false;
+    QString queuedImage_; // asked for while another one loads
+};
+
+} // namespace studio

@@ -1,0 +1,42 @@
+#pragma once
+
+// Measurements in words and tables: the one-line summary the ROI list and the overlay
+// show, and the flat name/value columns of the results table and its CSV.
+
+#include "MeasureSession.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace studio {
+
+/// "r 52.013 px  centre (315.20, 307.00)" for a result, the reason for a failure.
+std::string resultSummary(const Measurement& measurement);
+
+/// The outputs as columns: numbers, booleans and strings as they are (numbers with every
+/// digit), points as name.x and name.y, short number lists by index, objects by
+/// name.field, long lists (edge points, pairs, regions) as their count.
+std::vector<std::pair<std::string, std::string>> flattenOutputs(const json& outputs);
+
+/// One row of a results table: an image, a ROI and its measurement.
+struct ResultRow {
+    std::string image;
+    RoiEntry entry;
+    Measurement measurement;
+};
+
+/// A table of rows: fixed columns image, roi, tool, success, error, then the union of
+/// every row's output columns in the order they first appear.
+struct ResultTable {
+    std::vector<std::string> header;
+    std::vector<std::vector<std::string>> cells;
+};
+ResultTable tabulate(const std::vector<ResultRow>& rows);
+
+/// The table as CSV (RFC 4180 quoting: fields with a comma, quote or line break are
+/// quoted, quotes doubled), or as tab-separated text for the clipboard.
+std::string toCsv(const ResultTable& table);
+std::string toTabSeparated(const ResultTable& table);
+
+} // namespace studio

@@ -1,0 +1,90 @@
+// functions-studio: draw ROIs on an image, tune the library's tools live, save what was
+// taught for the command-line tool.
+
+#include "MainWindow.h"
+
+#include <QApplication>
+#include <QCommandLineParser>
+#include <QElapsedTimer>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+
+// Renders the window into a picture once the image is loaded and measured, then quits.
+void screenshotWhenIdle(studio::MainWindow& window, const QString& out)
+{
+    auto* poll = new QTimer(&window);
+    auto* clock = new QElapsedTimer;
+    clock->start();
+    QObject::connect(poll, &QTimer::timeout, &window, [&window, out, poll, clock] {
+        const bool ready = window.isIdle() && window.document().hasImage();
+        if (!ready && clock->elapsed() < 120000)
+            return;
+        poll->stop();
+        delete clock;
+        if (!ready) {
+            std::fprintf(stderr, "functions-studio: no image to take a picture of\n");
+            QApplication::exit(2);
+            return;
+        }
+        if (!window.grab().save(out)) {
+            std::fprintf(stderr, "functions-studio: cannot write %s\n", qPrintable(out));
+            QApplication::exit(2);
+            return;
+        }
+        QApplication::exit(0);
+    });
+    poll->start(50);
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    QApplication app(argc, argv);
+    QApplication::setApplicationName("functions-studio");
+    QCommandLineParser parser;
+    parser.setApplicationDescription("Draw ROIs on an image and tune the Functions library's tools live");
+    parser.addHelpOption();
+    parser.addPositionalArgument("paths", "Images, a folder, or parameters files (.json) to open", "[paths...]");
+    const QCommandLineOption tool("tool", "Tool that measures the ROIs of the parameters files given", "name");
+    const QCommandLineOption screenshot("screenshot", "Render the window into a PNG once measured, then quit", "out.png");
+    const QCommandLineOption size("size", "Window size, e.g. 1400x900", "WxH", "1400x900");
+    parser.addOptions({tool, screenshot, size});
+    parser.process(app);
+
+    studio::MainWindow window;
+    const QStringList extent = parser.value(size).split('x');
+    if (extent.size() != 2 || extent[0].toInt() < 200 || extent[1].toInt() < 150) {
+        std::fprintf(stderr, "functions-studio: --size must be WIDTHxHEIGHT, at least 200x150, got %s\n",
+                     qPrintable(parser.value(size)));
+        return 2;
+    }
+    window.resize(extent[0].toInt(), extent[1].toInt());
+    window.show();
+
+    const bool batch = parser.isSet(screenshot);
+    for (const QString& path : parser.positionalArguments()) {
+        QString error;
+        const bool opened = path.endsWith(".json", Qt::CaseInsensitive) && parser.isSet(tool)
+                                ? [&] {
+                                      try {
+                                          window.importParameters(path, parser.value(tool).toStdString());
+                                          return true;
+                                      } catch (const std::exception& e) {
+                                          error = QString::fromStdString(e.what());
+                                          return false;
+                                      }
+                                  }()
+                                : window.openPath(path, &error, batch);
+        if (!opened && batch) {
+            std::fprintf(stderr, "functions-studio: %s\n", qPrintable(error));
+            return 2;
+        }
+    }
+    if (batch)
+        screenshotWhenIdle(window, parser.value(screenshot));
+    return QApplication::exec();
+}

@@ -1,0 +1,254 @@
+// The studio driven as a user drives it (mouse, panel, menus) on the demo scene, checked
+// against direct library calls and against the command-line tool.
+
+#include "ImageView.h"
+#include "MainWindow.h"
+#include "ResultText.h"
+#include "ResultsTable.h"
+
+#include <Functions.h>
+
+#include <QAction>
+#include <QApplication>
+#include <QComboBox>
+#include <QDialog>
+#include <QMenuBar>
+#include <QProcess>
+#include <QSpinBox>
+#include <QTableWidget>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <QtTest>
+
+#include <cmath>
+
+using namespace studio;
+
+class StudioWindowTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void drawnRingMeasuresWhatTheLibraryMeasures();
+    void savedRoisRunUnchangedInTheCommandLineTool();
+    void everyMenuAndEveryToolRunsOnTheDemoScene();
+
+private:
+    void openScene(MainWindow& window);
+    void waitIdle(MainWindow& window);
+    QPoint widgetPoint(MainWindow& window, QPointF image);
+    json runCli(const QStringList& arguments);
+
+    QTemporaryDir dir_;
+    QString scene_;
+};
+
+void StudioWindowTest::initTestCase()
+{
+    QVERIFY(dir_.isValid());
+    QProcess demo;
+    demo.start(FUNCTIONS_CLI, {"demo", "--out", dir_.path()});
+    QVERIFY(demo.waitForFinished(180000));
+    QCOMPARE(demo.exitCode(), 0);
+    scene_ = dir_.filePath("scene.png");
+    QVERIFY(QFileInfo::exists(scene_));
+}
+
+void StudioWindowTest::waitIdle(MainWindow& window)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(window.isIdle(), 30000);
+    for (const RoiEntry& roi : window.document().rois())
+        QVERIFY(window.document().isCurrent(roi.id));
+}
+
+void StudioWindowTest::openScene(MainWindow& window)
+{
+    window.resize(1300, 900);
+    window.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&window));
+    window.openImage(scene_);
+    QTRY_VERIFY_WITH_TIMEOUT(window.document().hasImage() && window.isIdle(), 30000);
+}
+
+// A move with the left button held, as a real drag sends it.
+void dragTo(QWidget* widget, QPoint to)
+{
+    QMouseEvent move(QEvent::MouseMove, to, widget->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(widget, &move);
+}
+
+QPoint StudioWindowTest::widgetPoint(MainWindow& window, QPointF image)
+{
+    return window.imageView().viewport().toWidget(image).toPoint();
+}
+
+void StudioWindowTest::drawnRingMeasuresWhatTheLibraryMeasures()
+{
+    MainWindow window;
+    openScene(window);
+    ImageView& view = window.imageView();
+    view.zoomAt(QPointF(0, 0), 1.0); // the view as fitted
+    // The scene's hole: 75 px radius, 120 px left of the plate's centre (430, 330) along
+    // the plate's 10 degree axis.
+    const double a = 10 * M_PI / 180;
+    const QPointF hole(430 - 120 * std::cos(a), 330 - 120 * std::sin(a));
+
+    // Draw: the ring tool, a drag from the hole's centre to its rim.
+    window.findChild<QAction*>("draw_ring")->trigger();
+    QTest::mousePress(&view, Qt::LeftButton, {}, widgetPoint(window, hole));
+    dragTo(&view, widgetPoint(window, hole + QPointF(40, 0)));
+    dragTo(&view, widgetPoint(window, hole + QPointF(75, 0)));
+    QTest::mouseRelease(&view, Qt::LeftButton, {}, widgetPoint(window, hole + QPointF(75, 0)));
+    QCOMPARE(window.document().rois().size(), size_t(1));
+    const int id = window.document().rois().front().id;
+    QCOMPARE(window.document().rois().front().tool, std::string("circle"));
+    QVERIFY(!view.drawKind());
+
+    // Drag the outer radius handle 12 screen px further out.
+    RoiShape drawn = window.document().roi(id)->shape;
+    Handle outer{HandleRole::Radius2, {}};
+    for (const Handle& h : drawn.handles(0))
+        if (h.role == HandleRole::Radius2)
+            outer = h;
+    const QPoint grabbed = widgetPoint(window, outer.position);
+    QTest::mousePress(&view, Qt::LeftButton, {}, grabbed);
+    dragTo(&view, grabbed + QPoint(6, 0));
+    dragTo(&view, grabbed + QPoint(12, 0));
+    QTest::mouseRelease(&view, Qt::LeftButton, {}, grabbed + QPoint(12, 0));
+    const RoiShape dragged = window.document().roi(id)->shape;
+    QVERIFY(dragged.radius2 > drawn.radius2 + 5);
+    QCOMPARE(dragged.radius1, drawn.radius1);
+
+    // Tune in the panel: a stricter threshold and rising edges only.
+    window.findChild<QSpinBox*>("percent")->setValue(60);
+    window.findChild<QComboBox*>("transition")->setCurrentText("DarkToLight");
+    waitIdle(window);
+
+    const RoiEntry& entry = *window.document().roi(id);
+    QCOMPARE(entry.settings.at("percent").get<int>(), 60);
+    const Measurement& shown = *window.document().measurement(id);
+    QVERIFY(shown.success);
+
+    // The same ROI and settings straight into the library.
+    RingROI ring(dragged.centre.x(), dragged.centre.y(), static_cast<float>(dragged.radius1),
+                 static_cast<float>(dragged.radius2));
+    _CircleDetParam param;
+    param.direction = LeftToRight;
+    param.transition = DarkToLight;
+    param.percent = 60;
+    param.sigma = 2;
+    param.minStrength = 10;
+    param.segmentWidth = 3;
+    param.segmentStep = 2;
+    param.roi = &ring;
+    cv::Mat image = window.document().image()->image;
+    QVERIFY(clcCirclePointsAndFit(image, param, 0, true, 0, -1.0));
+    QCOMPARE(shown.outputs.at("radius").get<double>(), param.radius);
+    QCOMPARE(shown.outputs.at("centre")[0].get<double>(), param.centre.x);
+    QCOMPARE(shown.outputs.at("centre")[1].get<double>(), param.centre.y);
+    QCOMPARE(shown.outputs.at("edgePoints").size(), param.edgePoints.size());
+    QVERIFY(std::abs(param.radius - 75) < 0.5); // the hole, not another edge
+
+    // And the list beside the image shows that radius.
+    auto* list = window.findChild<QTableWidget*>("roiList");
+    QVERIFY(list->item(0, 2)->text().contains(QString::number(param.radius, 'f', 3)));
+}
+
+json StudioWindowTest::runCli(const QStringList& arguments)
+{
+    QProcess cli;
+    cli.start(FUNCTIONS_CLI, arguments);
+    if (!cli.waitForFinished(60000) || cli.exitCode() != 0) {
+        qWarning() << "functions-cli" << arguments << "failed:" << cli.readAllStandardError();
+        return json();
+    }
+    return json::parse(cli.readAllStandardOutput().toStdString());
+}
+
+void StudioWindowTest::savedRoisRunUnchangedInTheCommandLineTool()
+{
+    MainWindow window;
+    openScene(window);
+    // One ROI per tool, as the examples teach them, then nudged and reshaped in the studio
+    // so that the saved numbers are the studio's own.
+    const QDir examples(FUNCTIONS_EXAMPLES_DIR);
+    for (const QString& file : examples.entryList({"*.json"}, QDir::Files, QDir::Name))
+        window.importParameters(examples.filePath(file), QFileInfo(file).completeBaseName().toStdString());
+    QCOMPARE(window.document().rois().size(), frontend::tools().size());
+    for (const RoiEntry& roi : std::vector<RoiEntry>(window.document().rois())) {
+        RoiShape shape = roi.shape;
+        shape.translate(QPointF(0.3, -0.2));
+        window.document().setShape(roi.id, shape);
+    }
+    waitIdle(window);
+
+    for (const RoiEntry& roi : window.document().rois()) {
+        const QString params = dir_.filePath(QString::fromStdString(roi.name) + "-saved.json");
+        window.exportParameters(roi.id, params);
+        const json record =
+            runCli({"run", "--image", scene_, "--tool", QString::fromStdString(roi.tool), "--params", params});
+        QVERIFY2(record.is_object(), roi.name.c_str());
+        // Every digit of every number, and the same verdict.
+        const Measurement& shown = *window.document().measurement(roi.id);
+        QCOMPARE(QString::fromStdString(record.at("outputs").dump()), QString::fromStdString(shown.outputs.dump()));
+        QCOMPARE(record.at("success").get<bool>(), shown.success);
+    }
+}
+
+void StudioWindowTest::everyMenuAndEveryToolRunsOnTheDemoScene()
+{
+    MainWindow window;
+    openScene(window);
+    const QDir examples(FUNCTIONS_EXAMPLES_DIR);
+    for (const QString& file : examples.entryList({"*.json"}, QDir::Files, QDir::Name))
+        window.importParameters(examples.filePath(file), QFileInfo(file).completeBaseName().toStdString());
+    waitIdle(window);
+    // Every example finds what it was written for.
+    for (const RoiEntry& roi : window.document().rois())
+        QVERIFY2(window.document().measurement(roi.id)->success, roi.name.c_str());
+
+    // Every tool each shape takes, chosen in the panel: a form with every setting, and a
+    // measurement that runs (finding something is up to the settings).
+    auto* toolList = window.findChild<QComboBox*>("tool");
+    for (const RoiEntry& roi : std::vector<RoiEntry>(window.document().rois())) {
+        window.document().select(roi.id);
+        for (int i = 0; i < toolList->count(); ++i) {
+            toolList->setCurrentIndex(i);
+            emit toolList->activated(i);
+            const std::string tool = toolList->itemText(i).toStdString();
+            QCOMPARE(window.document().roi(roi.id)->tool, tool);
+            for (const frontend::ParamDefinition& d : frontend::findTool(tool).params)
+                QVERIFY2(window.findChild<QWidget*>(QString::fromStdString(d.name)), d.name.c_str());
+            waitIdle(window);
+            const Measurement& m = *window.document().measurement(roi.id);
+            QVERIFY2(m.ran, m.error.c_str());
+        }
+    }
+
+    // Every menu entry, dialogs dismissed as they open.
+    QTimer dismiss;
+    connect(&dismiss, &QTimer::timeout, [] {
+        if (QWidget* modal = QApplication::activeModalWidget())
+            modal->close();
+        for (QWidget* top : QApplication::topLevelWidgets())
+            if (auto* dialog = qobject_cast<QDialog*>(top); dialog && dialog->isVisible())
+                dialog->close();
+    });
+    dismiss.start(20);
+    int triggered = 0;
+    for (QAction* menu : window.menuBar()->actions())
+        for (QAction* action : menu->menu()->actions()) {
+            if (action->isSeparator() || action->text().contains("Quit"))
+                continue;
+            action->trigger();
+            ++triggered;
+            QTest::qWait(1);
+        }
+    dismiss.stop();
+    QVERIFY(triggered > 15);
+    waitIdle(window);
+    QVERIFY(window.document().hasImage());
+}
+
+QTEST_MAIN(StudioWindowTest)
+#include "test_studio_window.moc"
