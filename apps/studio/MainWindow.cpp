@@ -90,7 +90,7 @@ void MainWindow::buildDocks()
     auto* side = new QSplitter(Qt::Vertical);
     side->addWidget(new RoiListPanel(document_));
     side->addWidget(new ParamPanel(document_));
-    side->setStretchFactor(1, 1);
+    side->setSizes({220, 600});
     auto* sideDock = new QDockWidget(tr("ROIs and settings"), this);
     sideDock->setObjectName("sideDock");
     sideDock->setWidget(side);

@@ -7,6 +7,7 @@
 #include <QPainterPath>
 #include <QtMath>
 
+#include <algorithm>
 #include <cmath>
 
 namespace studio {
@@ -188,7 +189,11 @@ void paintLabel(QPainter& painter, const Viewport& view, const RoiEntry& entry, 
     const QPointF at = view.toWidget(entry.shape.anchor()) + QPointF(0, -6);
     // Long reasons wrap at 420 px rather than run off the view.
     const QRect box = metrics.boundingRect(QRect(0, 0, 420, 1000), Qt::TextWordWrap, text).adjusted(-3, -2, 3, 2);
-    const QRectF placed(at.x(), at.y() - box.height(), box.width(), box.height());
+    // Kept inside the view, so a ROI at the border still shows its values.
+    const QRectF area = painter.viewport();
+    const double x = std::clamp(at.x(), area.left(), std::max(area.left(), area.right() - box.width()));
+    const double y = std::clamp(at.y() - box.height(), area.top(), std::max(area.top(), area.bottom() - box.height()));
+    const QRectF placed(x, y, box.width(), box.height());
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(0, 0, 0, 170));
     painter.drawRect(placed);

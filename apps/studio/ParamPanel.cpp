@@ -8,6 +8,7 @@
 #include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
+#include <QScrollArea>
 #include <QSignalBlocker>
 #include <QSpinBox>
 #include <QVBoxLayout>
@@ -48,11 +49,21 @@ ParamPanel::ParamPanel(StudioDocument& document, QWidget* parent) : QWidget(pare
     summary_ = new QLabel;
     summary_->setWordWrap(true);
     layout->addWidget(summary_);
+    // The form scrolls: a tool with many settings must not push the window taller.
+    auto* form = new QWidget;
+    auto* formColumn = new QVBoxLayout(form);
+    formColumn->setContentsMargins(0, 0, 0, 0);
     formLayout_ = new QFormLayout;
-    layout->addLayout(formLayout_);
+    formColumn->addLayout(formLayout_);
     auto* reset = new QPushButton(tr("Reset to defaults"));
     reset->setObjectName("resetDefaults");
-    layout->addWidget(reset);
+    formColumn->addWidget(reset);
+    formColumn->addStretch(1);
+    auto* scroll = new QScrollArea;
+    scroll->setWidget(form);
+    scroll->setWidgetResizable(true);
+    scroll->setFrameShape(QFrame::NoFrame);
+    layout->addWidget(scroll, 3);
     layout->addWidget(new QLabel(tr("Outputs")));
     outputs_ = new QPlainTextEdit;
     outputs_->setObjectName("outputs");

@@ -62,6 +62,10 @@ void ResultsTable::setRows(const std::vector<ResultRow>& rows)
             item->setToolTip(item->text());
             view_->setItem(r, c, item);
         }
+    // Wide enough for the values, not for long paths (the tooltip has them whole).
+    view_->resizeColumnsToContents();
+    for (int c = 0; c < view_->columnCount(); ++c)
+        view_->setColumnWidth(c, std::min(view_->columnWidth(c), 220));
 }
 
 void ResultsTable::copyToClipboard() const
