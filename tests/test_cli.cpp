@@ -211,3 +211,59 @@ TEST_F(Cli, EveryExampleRunsOnTheDemoScene)
     }
     EXPECT_GE(examples, 1);
 }
+
+namespace {
+
+// An example's parameters with some settings changed.
+std::string exampleWith(const std::string& tool, const json& changes)
+{
+    std::ifstream in(std::string(FUNCTIONS_EXAMPLES_DIR) + "/" + tool + ".json");
+    json parameters = json::parse(in);
+    parameters.update(changes);
+    return parameters.dump();
+}
+
+} // namespace
+
+TEST_F(Cli, ResultsSayHowFarToTrustThemAndWhyTheyFailed)
+{
+    ASSERT_EQ(run("demo --out " + path("demo")).status, 0);
+    const auto runTool = [&](const std::string& tool, const json& changes, const std::string& extra = "") {
+        write(tool + ".json", exampleWith(tool, changes));
+        const Outcome o = run("run --image " + path("demo/scene.png") + " --tool " + tool + " --params " +
+                              path(tool + ".json") + extra);
+        EXPECT_EQ(o.status, 0) << o.err;
+        return json::parse(o.out);
+    };
+
+    // A found circle: its diameter with an interval that holds it, and every point judged.
+    const json circle = runTool("circle", json::object());
+    const json& diameter = circle["quality"]["diameter"];
+    EXPECT_NEAR(diameter["value"].get<double>(), 2 * circle["outputs"]["radius"].get<double>(), 1e-3);
+    EXPECT_LT(diameter["ci95"][0].get<double>(), diameter["value"].get<double>());
+    EXPECT_GT(diameter["ci95"][1].get<double>(), diameter["value"].get<double>());
+    EXPECT_GT(circle["quality"]["rmsResidual"].get<double>(), 0.0);
+    EXPECT_EQ(circle["diagnostics"]["points"].size(), circle["outputs"]["edgePoints"].size());
+    EXPECT_EQ(circle["diagnostics"]["inliers"].get<int>() + circle["diagnostics"]["outliers"].get<int>(),
+              static_cast<int>(circle["outputs"]["edgePoints"].size()));
+    const json compact = runTool("circle", json::object(), " --compact");
+    EXPECT_FALSE(compact["diagnostics"].contains("points"));
+    EXPECT_EQ(compact["quality"], circle["quality"]);
+
+    // Each failure names its rule and the number behind it.
+    const json line = runTool("line", {{"minStrength", 500}});
+    EXPECT_EQ(line["success"], false);
+    EXPECT_NE(line["diagnostics"]["failure"].get<std::string>().find("reached minStrength 500, the strongest was"),
+              std::string::npos)
+        << line["diagnostics"];
+    const json pairs = runTool("edge_pairs", {{"minPairDistance", 500}});
+    EXPECT_EQ(pairs["success"], false);
+    EXPECT_NE(pairs["diagnostics"]["failure"].get<std::string>().find("more than minPairDistance 500 px apart"),
+              std::string::npos)
+        << pairs["diagnostics"];
+    const json arc = runTool("arc", {{"segmentStep", 40}}); // too few calipers for the 3 px check
+    EXPECT_EQ(arc["success"], false);
+    EXPECT_NE(arc["diagnostics"]["failure"].get<std::string>().find("within 3 px of the circle, 10 are needed"),
+              std::string::npos)
+        << arc["diagnostics"];
+}

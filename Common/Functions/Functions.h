@@ -8,6 +8,7 @@
 #include "CircleTools.h"
 #include "CoordinateUtility.h"
 #include "EdgeTools.h"
+#include "FitQuality.h"
 #include "Fitting.h"
 #include "Geometry.h"
 #include "ImageSampling.h"

@@ -91,7 +91,7 @@ int listTools()
 }
 
 int runTool(const std::string& imagePath, const std::string& toolName, const std::string& paramsPath,
-            const std::string& overlayPath)
+            const std::string& overlayPath, bool compact)
 {
     const ToolDefinition& tool = findTool(toolName);
     const json parameters = loadParameters(paramsPath);
@@ -99,7 +99,9 @@ int runTool(const std::string& imagePath, const std::string& toolName, const std
     ToolInput input = prepareInput(tool, parameters, image, paramsPath, imagePath);
 
     ToolResult result;
-    const json record = runRecord(tool, input, imagePath, result);
+    json record = runRecord(tool, input, imagePath, result);
+    if (compact && record.contains("diagnostics"))
+        record["diagnostics"].erase("points");
     if (!overlayPath.empty()) {
         cv::Mat picture;
         cv::cvtColor(image, picture, image.channels() == 1 ? cv::COLOR_GRAY2BGR : cv::COLOR_RGB2BGR);

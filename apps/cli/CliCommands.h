@@ -13,7 +13,7 @@ int listTools();
 /// Runs one tool on one image and prints the JSON record of the run to stdout;
 /// optionally writes an annotated picture. A failed measurement is not an error.
 int runTool(const std::string& imagePath, const std::string& toolName, const std::string& paramsPath,
-            const std::string& overlayPath);
+            const std::string& overlayPath, bool compact = false);
 
 /// Runs one tool over every image of a folder in parallel; one JSON line per image in
 /// name order, to outPath (written whole at the end) or stdout; summary on stderr.

@@ -28,6 +28,8 @@ int main(int argc, char** argv)
     runCommand->add_option("--tool", tool, "Tool name (see 'tools')")->required();
     runCommand->add_option("--params", params, "Parameters file (JSON: roi and settings)")->required();
     runCommand->add_option("--overlay", overlay, "Write an annotated picture (png)");
+    bool compact = false;
+    runCommand->add_flag("--compact", compact, "Leave the per-point lists out of the JSON");
 
     std::string folder, out;
     int jobs = QThread::idealThreadCount();
@@ -50,7 +52,7 @@ int main(int argc, char** argv)
         if (*toolsCommand)
             return cli::listTools();
         if (*runCommand)
-            return cli::runTool(image, tool, params, overlay);
+            return cli::runTool(image, tool, params, overlay, compact);
         if (*batchCommand)
             return cli::runBatch(folder, params, tool, jobs, out);
     } catch (const frontend::InputError& e) {

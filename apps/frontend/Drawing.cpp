@@ -93,3 +93,103 @@ void drawEdgePoints(cv::Mat& canvas, const View& view, const std::vector<cv::Poi
 }
 
 } // namespace frontend
+
+namespace frontend {
+
+int markSize(const cv::Mat& picture)
+{
+    return std::max(2, std::min(picture.cols, picture.rows) / 200);
+}
+
+void drawJudgedPoints(cv::Mat& picture, const nlohmann::ordered_json& diagnostics)
+{
+    if (!diagnostics.contains("points"))
+        return;
+    const int size = markSize(picture);
+    for (const auto& d : diagnostics.at("points")) {
+        const cv::Point2d p(d.at("point")[0].get<double>(), d.at("point")[1].get<double>());
+        if (d.at("inlier").get<bool>()) {
+            drawCross(picture, p, kInlierColour, size);
+        } else {
+            drawCross(picture, p, kOutlierColour, size);
+            cv::circle(picture, toPixel(p), (2 * size) << kFractionBits, kOutlierColour, 1, cv::LINE_AA,
+                       kFractionBits);
+        }
+    }
+}
+
+void drawLabelBeside(cv::Mat& picture, const std::vector<std::string>& lines, const std::vector<cv::Point2d>& outline)
+{
+    if (outline.empty() || lines.empty())
+        return;
+    std::vector<cv::Point2f> points(outline.begin(), outline.end());
+    const cv::Rect bounds = cv::boundingRect(points);
+    // Below the ROI, or above it when the picture ends first.
+    const double gap = markSize(picture);
+    const double lineHeight = 30.0 * std::max(0.35, std::min(picture.cols, picture.rows) / 1800.0) + 4;
+    const double height = lineHeight * lines.size() + 4;
+    const double below = bounds.y + bounds.height + gap;
+    drawLabel(picture, lines,
+              {static_cast<double>(bounds.x), below + height <= picture.rows ? below : bounds.y - gap - height});
+}
+
+void drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor)
+{
+    const double scale = std::max(0.35, std::min(picture.cols, picture.rows) / 1800.0);
+    const int thickness = std::max(1, static_cast<int>(std::lround(scale * 1.5)));
+    const int font = cv::FONT_HERSHEY_SIMPLEX;
+    int width = 0, baseline = 0;
+    const int lineHeight = cv::getTextSize("Ag", font, scale, thickness, &baseline).height + baseline + 4;
+    for (const std::string& line : lines)
+        width = std::max(width, cv::getTextSize(line, font, scale, thickness, &baseline).width);
+    const int height = lineHeight * static_cast<int>(lines.size()) + 4;
+    const int x = std::clamp(static_cast<int>(anchor.x), 0, std::max(0, picture.cols - width - 8));
+    const int y = std::clamp(static_cast<int>(anchor.y), 0, std::max(0, picture.rows - height));
+    cv::rectangle(picture, cv::Rect(x, y, width + 8, height), cv::Scalar(255, 255, 255), cv::FILLED);
+    cv::rectangle(picture, cv::Rect(x, y, width + 8, height), kShapeColour, 1);
+    for (size_t i = 0; i < lines.size(); ++i)
+        cv::putText(picture, lines[i], cv::Point(x + 4, y + lineHeight * static_cast<int>(i + 1) - baseline),
+                    font, scale, cv::Scalar(0, 0, 0), thickness, cv::LINE_AA);
+}
+
+void drawScanArrow(cv::Mat& picture, cv::Point2d from, cv::Point2d to)
+{
+    const double length = cv::norm(to - from);
+    if (!(length > 0))
+        return;
+    cv::arrowedLine(picture, toPixel(from), toPixel(to), kRoiColour, std::max(1, markSize(picture) / 2), cv::LINE_AA,
+                    kFractionBits, std::min(0.4, 4.0 * markSize(picture) / length));
+}
+
+void addInset(cv::Mat& picture, const std::vector<cv::Point2d>& roiOutline)
+{
+    if (roiOutline.empty() || picture.empty())
+        return;
+    std::vector<cv::Point2f> outline(roiOutline.begin(), roiOutline.end());
+    const int margin = 4 * markSize(picture);
+    const cv::Rect bounds = (cv::boundingRect(outline) + cv::Size(2 * margin, 2 * margin) -
+                             cv::Point(margin, margin)) &
+                            cv::Rect(0, 0, picture.cols, picture.rows);
+    if (bounds.area() == 0)
+        return;
+    // The inset takes up to 40 % of the picture's smaller side, enlarged by a whole factor.
+    const int room = std::min(picture.cols, picture.rows) * 2 / 5;
+    const int factor = std::max(2, room / std::max(bounds.width, bounds.height));
+    // A ROI too large for that shows its middle.
+    const cv::Size side(std::min(bounds.width, room / factor), std::min(bounds.height, room / factor));
+    const cv::Rect crop(bounds.x + (bounds.width - side.width) / 2, bounds.y + (bounds.height - side.height) / 2,
+                        side.width, side.height);
+    cv::Mat inset;
+    cv::resize(picture(crop).clone(), inset, crop.size() * factor, 0, 0, cv::INTER_NEAREST);
+    const cv::Point2d roiCentre(bounds.x + bounds.width / 2.0, bounds.y + bounds.height / 2.0);
+    const int x = roiCentre.x < picture.cols / 2.0 ? picture.cols - inset.cols - 2 : 2;
+    const int y = roiCentre.y < picture.rows / 2.0 ? picture.rows - inset.rows - 2 : 2;
+    const cv::Rect place(x, y, inset.cols, inset.rows);
+    if ((place & cv::Rect(0, 0, picture.cols, picture.rows)) != place)
+        return;
+    inset.copyTo(picture(place));
+    cv::rectangle(picture, place, kRoiColour, 2);
+    cv::rectangle(picture, crop, kRoiColour, 1);
+}
+
+} // namespace frontend

@@ -7,8 +7,10 @@
 
 #include <FunctionsDef.h>
 
+#include <nlohmann/json.hpp>
 #include <opencv2/core.hpp>
 
+#include <string>
 #include <vector>
 
 namespace frontend {
@@ -52,5 +54,39 @@ void drawArcRoi(cv::Mat& canvas, const View& view, const ArcROI& arc, const cv::
 /// Edge points as small crosses.
 void drawEdgePoints(cv::Mat& canvas, const View& view, const std::vector<cv::Point2d>& points,
                     const cv::Scalar& colour);
+
+} // namespace frontend
+
+namespace frontend {
+
+// Overlays that say how far to trust a result: inliers and outliers in two colours, the
+// fitted shape in a third, values written on the picture, the scan direction, and an
+// enlarged inset of the ROI. Marks and text scale with the picture.
+
+const cv::Scalar kInlierColour(0, 200, 0);
+const cv::Scalar kOutlierColour(0, 0, 255);
+const cv::Scalar kShapeColour(255, 0, 255);
+
+/// Half-size of point marks and the thickness unit for a picture: about 1/200 of its
+/// smaller side, at least 2 px.
+int markSize(const cv::Mat& picture);
+
+/// The points of a run's diagnostics ({"points": [{"point", "inlier"}]}): inliers as
+/// crosses in kInlierColour, outliers as crosses in a ring in kOutlierColour.
+void drawJudgedPoints(cv::Mat& picture, const nlohmann::ordered_json& diagnostics);
+
+/// Lines of text in a filled box with its top-left corner near anchor, kept inside the picture.
+void drawLabel(cv::Mat& picture, const std::vector<std::string>& lines, cv::Point2d anchor);
+
+/// The label just below the ROI outline (above it at the picture's bottom), so that it
+/// covers neither the ROI nor what was found in it.
+void drawLabelBeside(cv::Mat& picture, const std::vector<std::string>& lines, const std::vector<cv::Point2d>& outline);
+
+/// An arrow from `from` to `to` (image points): the direction the calipers scan.
+void drawScanArrow(cv::Mat& picture, cv::Point2d from, cv::Point2d to);
+
+/// Pastes an enlarged copy of the picture around the ROI outline into the picture corner
+/// farthest from it, framed, so that sub-pixel detail near the ROI can be read.
+void addInset(cv::Mat& picture, const std::vector<cv::Point2d>& roiOutline);
 
 } // namespace frontend

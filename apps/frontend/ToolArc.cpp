@@ -23,9 +23,11 @@ ToolResult runArc(ToolInput& input)
     if (result.success)
         result.outputs = {{"centre", pointJson(param.centre)},
                           {"radius", param.radius},
+                          {"diameter", 2 * param.radius},
                           {"startAngle", param.arcStartAngle},
                           {"endAngle", param.arcEndAngle}};
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    judgeCircleFamily(result, input, param.edgePoints, param.centre, param.radius, FitCircleTukey);
     return result;
 }
 

@@ -21,8 +21,10 @@ ToolResult runCircle(ToolInput& input)
                                                input.number("outlierDistance"));
     });
     if (result.success)
-        result.outputs = {{"centre", pointJson(param.centre)}, {"radius", param.radius}};
+        result.outputs = {{"centre", pointJson(param.centre)}, {"radius", param.radius},
+                          {"diameter", 2 * param.radius}};
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    judgeCircleFamily(result, input, param.edgePoints, param.centre, param.radius, FitCircleHuber);
     return result;
 }
 

@@ -305,6 +305,10 @@ json runRecord(const ToolDefinition& tool, ToolInput& input, const std::string& 
     record["params"] = input.settings;
     record["success"] = result.success;
     record["outputs"] = result.outputs;
+    if (!result.quality.is_null())
+        record["quality"] = result.quality;
+    if (!result.diagnostics.empty())
+        record["diagnostics"] = result.diagnostics;
     record["timing_us"] = std::round(result.microseconds * 10.0) / 10.0;
     return record;
 }

@@ -83,6 +83,11 @@ struct ToolInput {
 struct ToolResult {
     bool success = false;
     json outputs = json::object();
+    /// How far to trust the outputs (Trust.h): residuals, uncertainties, 95 % intervals;
+    /// null when the tool fits nothing or the fit could not be judged.
+    json quality = nullptr;
+    /// Per-point residuals and inlier marks, counts, and on failure the reason.
+    json diagnostics = json::object();
     double microseconds = 0; // time spent in the library call(s)
 };
 

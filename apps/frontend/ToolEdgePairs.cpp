@@ -2,13 +2,55 @@
 
 #include "Drawing.h"
 #include "ToolAdapters.h"
+#include "Trust.h"
 
 #include <Functions.h>
 
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <cmath>
+
 namespace frontend {
 namespace {
+
+// The weaker of the two strongest peaks of each band's strength curve (one-sided
+// difference along the scan, polarity and minGradient applied, as the tool builds it),
+// in percent of the band's strongest, at its best over the bands: what the threshold
+// must stay below for a pair to be found.
+double weakerWallPercent(const _MulEdgePointDetParam& param)
+{
+    cv::Mat grey = param.image;
+    if (grey.empty())
+        return 0;
+    if (param.segmentAxis != 0)
+        grey = grey.t();
+    double best = 0;
+    for (int top = 0; top + param.segmentWidth <= grey.rows; top += param.segmentStep) {
+        cv::Mat band = grey.rowRange(top, top + param.segmentWidth).clone();
+        std::vector<float> profile(band.cols);
+        getImageColAverage(band, profile.data());
+        if (param.direction != 0)
+            std::reverse(profile.begin(), profile.end());
+        std::vector<double> strength(profile.size(), 0.0);
+        for (size_t i = 1; i < profile.size(); ++i) {
+            const double d = profile[i] - profile[i - 1];
+            const double s = param.transition == BothTransitions ? std::abs(d)
+                             : param.transition == LightToDark   ? std::max(0.0, -d)
+                                                                 : std::max(0.0, d);
+            strength[i] = s < param.minGradient ? 0.0 : s;
+        }
+        double first = 0, second = 0;
+        for (size_t i = 1; i + 1 < strength.size(); ++i)
+            if (strength[i] > strength[i - 1] && strength[i] >= strength[i + 1]) {
+                second = std::max(second, std::min(first, strength[i]));
+                first = std::max(first, strength[i]);
+            }
+        if (first > 0)
+            best = std::max(best, 100.0 * second / first);
+    }
+    return best;
+}
 
 ToolResult runEdgePairs(ToolInput& input)
 {
@@ -43,6 +85,25 @@ ToolResult runEdgePairs(ToolInput& input)
     result.outputs = {{"count", first.size()}, {"pairs", pairs}};
     if (!first.empty())
         result.outputs["meanDistance"] = sum / static_cast<double>(first.size());
+    // Per pair: its middle in the image and its width's departure from the mean.
+    std::vector<PointDiagnostic> widths;
+    for (size_t k = 0; k < first.size(); ++k)
+        widths.push_back({(first[k] + second[k]) * 0.5,
+                          cv::norm(param.secondEdges[k] - param.firstEdges[k]) - sum / first.size(), true});
+    result.diagnostics = diagnosticsJson(widths);
+    EdgePairWidthQuality quality;
+    if (getEdgePairWidthQuality(param, quality))
+        result.quality = widthQualityJson(quality);
+    if (!result.success)
+    {
+        const int weaker = static_cast<int>(std::lround(weakerWallPercent(param)));
+        result.diagnostics["failure"] =
+            weaker < param.threshold
+                ? "the weaker wall reached " + std::to_string(weaker) + " % of the band's strongest, threshold " +
+                      std::to_string(param.threshold) + " %"
+                : "no pair of edges lay more than minPairDistance " +
+                      std::to_string(static_cast<int>(param.minPairDistance)) + " px apart";
+    }
     return result;
 }
 

@@ -2,11 +2,38 @@
 
 #include "Drawing.h"
 #include "ToolAdapters.h"
+#include "Trust.h"
 
 #include <Functions.h>
 
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
 namespace frontend {
 namespace {
+
+constexpr double kDegreesPerRadian = 180.0 / 3.141592653589793;
+
+// Residuals of every point found to the final line; with noise removal the dropped ones
+// are the outliers. The quality judges the fit that made the line: Huber on all points,
+// or Tukey on the kept ones after noise removal. Crest fits lie against a few tips, so
+// their residuals say how ragged the edge is, not how well the line is determined.
+void judgeLine(ToolResult& result, const _EdgeLineDetParam& param, const std::vector<cv::Point2d>& found,
+               bool denoised, int fitMode)
+{
+    std::vector<PointDiagnostic> diagnostics;
+    if (!getLineDiagnostics(found, param.line, diagnostics))
+        return;
+    if (denoised)
+        for (PointDiagnostic& d : diagnostics)
+            d.inlier = std::find(param.edgePoints.begin(), param.edgePoints.end(), d.point) != param.edgePoints.end();
+    result.diagnostics = diagnosticsJson(diagnostics);
+    LineFitQuality quality;
+    if (fitMode == 0 &&
+        getLineFitQuality(param.edgePoints, param.line, denoised ? FitLineTukey : FitLineHuber, 0.0, quality))
+        result.quality = lineQualityJson(quality);
+}
 
 ToolResult runLine(ToolInput& input)
 {
@@ -18,8 +45,10 @@ ToolResult runLine(ToolInput& input)
 
     ToolResult result;
     bool denoised = false;
+    std::vector<cv::Point2d> found;
     result.microseconds = timeMicroseconds([&] {
         result.success = clcEdgeLineAndFit(input.image, param, fitMode);
+        found = param.edgePoints;
         if (result.success && noiseDistance > 0)
             denoised = removeEdgeLineNoise(param, noiseDistance);
     });
@@ -32,23 +61,55 @@ ToolResult runLine(ToolInput& input)
         }
         if (noiseDistance > 0)
             result.outputs["noiseRemoved"] = denoised;
+        result.outputs["angle"] = rounded(std::atan2(l[1], l[0]) * kDegreesPerRadian);
     }
     result.outputs["edgePoints"] = pointsJson(param.edgePoints);
+    if (result.success) {
+        judgeLine(result, param, found, denoised, fitMode);
+    } else {
+        result.diagnostics = diagnosticsJson(unjudged(param.edgePoints));
+        const double strongest = strongestCaliperResponse(
+            param.roiImage, param.segmentWidth, param.segmentStep, param.sigma,
+            param.direction == 1 ? RightToLeft : LeftToRight, static_cast<EdgeTransition>(param.transition));
+        result.diagnostics["failure"] = tooFewPointsReason(param.edgePoints.size(), 2, strongest, param.minStrength);
+    }
     return result;
+}
+
+// Where the calipers start and end: across the ROI's middle along its own x axis.
+void drawLineScan(cv::Mat& picture, const RotateRectROI& roi, bool reverse)
+{
+    const double t = roi.angle / kDegreesPerRadian, half = 0.5 * roi.width;
+    const cv::Point2d centre(roi.centreX, roi.centreY), u(std::cos(t), std::sin(t));
+    const cv::Point2d a = centre - u * half, b = centre + u * half;
+    drawScanArrow(picture, reverse ? b : a, reverse ? a : b);
 }
 
 void drawLine(cv::Mat& picture, const ToolInput& input, const ToolResult& result)
 {
-    drawPolygon(picture, roiOutline(*input.roi.shape), kRoiColour);
-    for (const json& p : result.outputs.at("edgePoints"))
-        drawCross(picture, {p[0].get<double>(), p[1].get<double>()}, kFoundColour, 2);
+    const std::vector<cv::Point2d> outline = roiOutline(*input.roi.shape);
+    drawPolygon(picture, outline, kRoiColour);
+    drawLineScan(picture, static_cast<const RotateRectROI&>(*input.roi.shape), input.choice("direction") == 1);
+    drawJudgedPoints(picture, result.diagnostics);
+    std::vector<std::string> label;
     if (result.outputs.contains("start")) {
         const json& s = result.outputs.at("start");
         const json& e = result.outputs.at("end");
         const cv::Point2d start(s[0].get<double>(), s[1].get<double>());
-        drawPolygon(picture, {start, {e[0].get<double>(), e[1].get<double>()}}, kFoundColour);
-        drawCross(picture, start, kFoundColour, 4);
+        drawPolygon(picture, {start, {e[0].get<double>(), e[1].get<double>()}}, kShapeColour);
+        drawCross(picture, start, kShapeColour, 2 * markSize(picture));
+        std::ostringstream text;
+        text.precision(3);
+        text << std::fixed << "angle " << result.outputs.at("angle").get<double>() << " deg";
+        if (!result.quality.is_null())
+            text << " +- " << (result.quality["angle"]["ci95"][1].get<double>() -
+                                result.quality["angle"]["ci95"][0].get<double>()) / 2;
+        label.push_back(text.str());
+    } else if (result.diagnostics.contains("failure")) {
+        label.push_back(result.diagnostics["failure"].get<std::string>());
     }
+    addInset(picture, outline);
+    drawLabelBeside(picture, label, outline);
 }
 
 } // namespace

@@ -8,6 +8,8 @@
 
 #include "Synthetic.h"
 
+#include <FitQuality.h>
+
 #include <opencv2/core.hpp>
 
 #include <vector>
@@ -67,6 +69,10 @@ void useSingleCaliper(Param& param)
     param.smoothWidth = 3;
     param.minGradient = 5;
 }
+
+/// Records the 95 % interval a tool reported for value, whose error against the truth is
+/// error: covered when |error| is within the interval's half-width.
+void recordInterval(Recorder& recorder, size_t setting, size_t metric, const FittedValue& value, double error);
 
 /// Unit vector at angle degrees (positive turns +x towards +y).
 cv::Point2d unitAt(double degrees);

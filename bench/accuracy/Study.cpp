@@ -28,7 +28,34 @@ void Recorder::append(const Recorder& other)
         cells_[i].errors.insert(cells_[i].errors.end(), other.cells_[i].errors.begin(),
                                 other.cells_[i].errors.end());
         cells_[i].misses += other.cells_[i].misses;
+        cells_[i].intervals += other.cells_[i].intervals;
+        cells_[i].covered += other.cells_[i].covered;
+        cells_[i].sigmaSum += other.cells_[i].sigmaSum;
     }
+}
+
+void Recorder::interval(size_t setting, size_t metric, double sigma, bool covered)
+{
+    Cell& cell = cells_.at(setting * metrics_ + metric);
+    ++cell.intervals;
+    cell.covered += covered;
+    cell.sigmaSum += sigma;
+}
+
+int Recorder::intervals(size_t setting, size_t metric) const
+{
+    return cells_.at(setting * metrics_ + metric).intervals;
+}
+
+int Recorder::covered(size_t setting, size_t metric) const
+{
+    return cells_.at(setting * metrics_ + metric).covered;
+}
+
+double Recorder::meanSigma(size_t setting, size_t metric) const
+{
+    const Cell& cell = cells_.at(setting * metrics_ + metric);
+    return cell.intervals ? cell.sigmaSum / cell.intervals : std::numeric_limits<double>::quiet_NaN();
 }
 
 const std::vector<double>& Recorder::errors(size_t setting, size_t metric) const
@@ -95,8 +122,14 @@ StudyResult runStudy(const std::string& name, const std::string& seriesColumn, c
 
     StudyResult result{name, seriesColumn, noiseColumn, {}};
     for (size_t m = 0; m < metrics.size(); ++m)
-        for (size_t s = 0; s < settings.size(); ++s)
-            result.rows.push_back({metrics[m], settings[s], summarise(all.errors(s, m), all.misses(s, m))});
+        for (size_t s = 0; s < settings.size(); ++s) {
+            Summary summary = summarise(all.errors(s, m), all.misses(s, m));
+            summary.intervals = all.intervals(s, m);
+            summary.coverage = summary.intervals ? static_cast<double>(all.covered(s, m)) / summary.intervals
+                                                 : std::numeric_limits<double>::quiet_NaN();
+            summary.meanSigma = all.meanSigma(s, m);
+            result.rows.push_back({metrics[m], settings[s], summary});
+        }
     return result;
 }
 
@@ -130,13 +163,13 @@ void writeCsv(const StudyResult& result, const std::string& path)
     if (!out)
         throw std::runtime_error("cannot write " + path);
     out << "tool,quantity,unit," << result.seriesColumn << ',' << result.noiseColumn
-        << ",trials,found,bias,rms,p95,worst\n";
+        << ",trials,found,bias,rms,p95,worst,intervals,coverage,mean_sigma\n";
     out.precision(6);
     for (const Row& row : result.rows) {
         const Summary& s = row.summary;
         out << row.metric.tool << ',' << row.metric.quantity << ',' << row.metric.unit << ',' << row.setting.series
             << ',' << row.setting.noise << ',' << s.trials << ',' << s.found << ',' << s.bias << ',' << s.rms << ','
-            << s.p95 << ',' << s.worst << '\n';
+            << s.p95 << ',' << s.worst << ',' << s.intervals << ',' << s.coverage << ',' << s.meanSigma << '\n';
     }
 }
 

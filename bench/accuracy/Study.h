@@ -36,16 +36,26 @@ public:
 
     void error(size_t setting, size_t metric, double value);
     void miss(size_t setting, size_t metric);
+    /// A 95 % interval the tool reported for a result of the metric, with its standard
+    /// uncertainty sigma, and whether the truth lay inside it.
+    void interval(size_t setting, size_t metric, double sigma, bool covered);
     /// Appends another recorder's errors behind this one's.
     void append(const Recorder& other);
 
     const std::vector<double>& errors(size_t setting, size_t metric) const;
     int misses(size_t setting, size_t metric) const;
+    /// Intervals reported, how many held the truth, and their mean sigma (NaN for none).
+    int intervals(size_t setting, size_t metric) const;
+    int covered(size_t setting, size_t metric) const;
+    double meanSigma(size_t setting, size_t metric) const;
 
 private:
     struct Cell {
         std::vector<double> errors;
         int misses = 0;
+        int intervals = 0;
+        int covered = 0;
+        double sigmaSum = 0;
     };
     size_t metrics_;
     std::vector<Cell> cells_;
@@ -61,6 +71,11 @@ struct Summary {
     double rms = 0;
     double p95 = 0;
     double worst = 0;
+    /// Reported 95 % intervals: how many, the share holding the truth (coverage, NaN
+    /// when none was reported) and the mean reported standard uncertainty.
+    int intervals = 0;
+    double coverage = 0;
+    double meanSigma = 0;
 };
 
 Summary summarise(const std::vector<double>& errors, int misses);

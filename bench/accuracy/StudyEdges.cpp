@@ -139,6 +139,9 @@ StudyResult studyEdgePairs(const StudyOptions& options)
                     recorder.error(s, 0, param.secondEdges[k].x - param.firstEdges[k].x - truth);
                 for (size_t k = pairs; k < bands; ++k)
                     recorder.miss(s, 0);
+                EdgePairWidthQuality quality;
+                if (getEdgePairWidthQuality(param, quality))
+                    recordInterval(recorder, s, 0, quality.width, quality.width.value - truth);
             }
         });
 }

@@ -70,12 +70,17 @@ cv::Point2d randomCentre(cv::RNG& rng)
 // ---------------------------------------------------------------------------------
 
 void recordLine(Recorder& recorder, size_t setting, size_t metric, cv::Point2d d, cv::Point2d p, cv::Point2d c,
-                cv::Point2d n, double truthAngle)
+                cv::Point2d n, double truthAngle, const LineFitQuality* quality = nullptr)
 {
     double angle = 0, offset = 0;
     if (lineError(d, p, c, n, truthAngle, angle, offset)) {
         recorder.error(setting, metric, angle);
         recorder.error(setting, metric + 1, offset);
+        if (quality) {
+            recordInterval(recorder, setting, metric, quality->angle, angle);
+            // The offset's interval holds at the anchor: its distance from the true line.
+            recordInterval(recorder, setting, metric + 1, quality->offset, (quality->anchor - c).dot(n));
+        }
     } else {
         recorder.miss(setting, metric);
         recorder.miss(setting, metric + 1);
@@ -112,8 +117,10 @@ StudyResult studyLineFits(const StudyOptions& options)
                             for (size_t t = 0; t < 3; ++t) {
                                 cv::Vec4d line;
                                 fitLine(points, line, types[t], 0.0);
+                                LineFitQuality quality;
+                                const bool judged = getLineFitQuality(points, line, types[t], 0.0, quality);
                                 recordLine(recorder, s, 2 * t, {line[0], line[1]}, {line[2], line[3]}, c, n,
-                                           angle);
+                                           angle, judged ? &quality : nullptr);
                             }
                             const int peers[] = {cv::DIST_L2, cv::DIST_HUBER};
                             for (size_t t = 0; t < 2; ++t) {
@@ -168,6 +175,9 @@ StudyResult studyCircleFits(const StudyOptions& options)
                         if (fitCircle(points, c, r, types[t]) && std::isfinite(r)) {
                             recorder.error(s, metric, cv::norm(c - centre));
                             recorder.error(s, metric + 1, r - radius);
+                            CircleFitQuality quality;
+                            if (getCircleFitQuality(points, c, r, types[t], quality))
+                                recordInterval(recorder, s, metric + 1, quality.radius, r - radius);
                         } else {
                             recorder.miss(s, metric);
                             recorder.miss(s, metric + 1);
@@ -186,13 +196,22 @@ namespace {
 
 // Records an ellipse given as a rotated rectangle, whichever side holds the major axis.
 void recordEllipse(Recorder& recorder, size_t setting, size_t metric, const cv::RotatedRect& box,
-                   cv::Point2d centre, double major, double minor, double angle)
+                   cv::Point2d centre, double major, double minor, double angle,
+                   const EllipseFitQuality* quality = nullptr)
 {
     const bool widthIsMajor = box.size.width >= box.size.height;
+    const double majorError = std::max(box.size.width, box.size.height) - major;
+    const double minorError = std::min(box.size.width, box.size.height) - minor;
+    const double angleError = angleDifference(box.angle + (widthIsMajor ? 0.0 : 90.0), angle, 180.0);
     recorder.error(setting, metric, cv::norm(cv::Point2d(box.center) - centre));
-    recorder.error(setting, metric + 1, std::max(box.size.width, box.size.height) - major);
-    recorder.error(setting, metric + 2, std::min(box.size.width, box.size.height) - minor);
-    recorder.error(setting, metric + 3, angleDifference(box.angle + (widthIsMajor ? 0.0 : 90.0), angle, 180.0));
+    recorder.error(setting, metric + 1, majorError);
+    recorder.error(setting, metric + 2, minorError);
+    recorder.error(setting, metric + 3, angleError);
+    if (quality) {
+        recordInterval(recorder, setting, metric + 1, widthIsMajor ? quality->width : quality->height, majorError);
+        recordInterval(recorder, setting, metric + 2, widthIsMajor ? quality->height : quality->width, minorError);
+        recordInterval(recorder, setting, metric + 3, quality->angle, angleError);
+    }
 }
 
 } // namespace
@@ -232,11 +251,15 @@ StudyResult studyEllipseFits(const StudyOptions& options)
                 std::vector<cv::Point2d> points = set.under(settings[s]);
                 for (size_t t = 0; t < 3; ++t) {
                     cv::RotatedRect box;
-                    if (fitEllipse(points, box, types[t], 0.0))
-                        recordEllipse(recorder, s, 4 * t, box, centre, 2 * a, 2 * b, angle);
-                    else
+                    if (fitEllipse(points, box, types[t], 0.0)) {
+                        EllipseFitQuality quality;
+                        const bool judged = getEllipseFitQuality(points, box, types[t], 0.0, quality);
+                        recordEllipse(recorder, s, 4 * t, box, centre, 2 * a, 2 * b, angle,
+                                      judged ? &quality : nullptr);
+                    } else {
                         for (size_t q = 0; q < 4; ++q)
                             recorder.miss(s, 4 * t + q);
+                    }
                 }
                 recordEllipse(recorder, s, 12, cv::fitEllipseDirect(toFloat(points)), centre, 2 * a, 2 * b, angle);
             }

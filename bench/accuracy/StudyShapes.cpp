@@ -47,6 +47,14 @@ StudyResult studyLineTool(const StudyOptions& options)
                               truth.normalAngle + 90.0, angle, offset)) {
                     recorder.error(s, 0, angle);
                     recorder.error(s, 1, offset);
+                    // The offset's interval holds at the anchor, the foot of the points'
+                    // centroid: its error there is the anchor's distance from the true line.
+                    LineFitQuality quality;
+                    if (getLineFitQuality(param.edgePoints, param.line, FitLineHuber, 0.0, quality)) {
+                        recordInterval(recorder, s, 0, quality.angle,
+                                       angleDifference(quality.angle.value, truth.normalAngle + 90.0, 180.0));
+                        recordInterval(recorder, s, 1, quality.offset, (quality.anchor - middle).dot(n));
+                    }
                 } else {
                     recorder.miss(s, 0);
                     recorder.miss(s, 1);
@@ -111,6 +119,18 @@ void recordCircle(Recorder& recorder, size_t s, size_t first, bool ok, cv::Point
     }
 }
 
+// The intervals the fit quality reports for a circle the circle tool fitted (Huber).
+void recordCircleIntervals(Recorder& recorder, size_t s, size_t first, const std::vector<cv::Point2d>& points,
+                           cv::Point2d centre, double radius, cv::Point2d trueCentre, double trueRadius)
+{
+    CircleFitQuality quality;
+    if (!getCircleFitQuality(points, centre, radius, FitCircleHuber, quality))
+        return;
+    recordInterval(recorder, s, first, quality.centreX, centre.x - trueCentre.x);
+    recordInterval(recorder, s, first + 1, quality.centreY, centre.y - trueCentre.y);
+    recordInterval(recorder, s, first + 2, quality.radius, radius - trueRadius);
+}
+
 void measureHough(Recorder& recorder, size_t s, size_t first, const cv::Mat& image, int method, double dp,
                   double param1, double param2, cv::Point2d centre, double radius)
 {
@@ -162,16 +182,26 @@ StudyResult studyCircleTools(const StudyOptions& options)
                 auto circle = outwardCalipers<_CircleDetParam>(&ring);
                 bool ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
                 recordCircle(recorder, s, RingX, ok, circle.centre, circle.radius, centre, radius);
+                if (ok)
+                    recordCircleIntervals(recorder, s, RingX, circle.edgePoints, circle.centre, circle.radius, centre,
+                                          radius);
 
                 circle = outwardCalipers<_CircleDetParam>(&arc);
                 ok = clcCirclePointsAndFit(image, circle, 0, false, 0, -1.0);
                 recordCircle(recorder, s, ArcX, ok, circle.centre, circle.radius, centre, radius);
+                if (ok)
+                    recordCircleIntervals(recorder, s, ArcX, circle.edgePoints, circle.centre, circle.radius, centre,
+                                          radius);
 
                 auto arcParam = outwardCalipers<_ArcDetParam>(&arc);
                 if (clcArcPointsAndFit(image, arcParam, 0, false, 0, -1.0) && std::isfinite(arcParam.radius)) {
                     recorder.error(s, ArcToolRadius, arcParam.radius - radius);
                     recorder.error(s, ArcStart, angleDifference(arcParam.arcStartAngle, trueStart, 360.0));
                     recorder.error(s, ArcEnd, angleDifference(arcParam.arcEndAngle, trueEnd, 360.0));
+                    CircleFitQuality quality;
+                    if (getCircleFitQuality(arcParam.edgePoints, arcParam.centre, arcParam.radius, FitCircleTukey,
+                                            quality))
+                        recordInterval(recorder, s, ArcToolRadius, quality.radius, arcParam.radius - radius);
                 } else {
                     for (size_t m : {ArcToolRadius, ArcStart, ArcEnd})
                         recorder.miss(s, m);

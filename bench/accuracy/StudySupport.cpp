@@ -37,6 +37,11 @@ cv::Point2d unitAt(double degrees)
     return {std::cos(t), std::sin(t)};
 }
 
+void recordInterval(Recorder& recorder, size_t setting, size_t metric, const FittedValue& value, double error)
+{
+    recorder.interval(setting, metric, value.sigma, std::abs(error) <= value.halfWidth95);
+}
+
 bool lineError(cv::Point2d d, cv::Point2d p, cv::Point2d c, cv::Point2d n, double truthAngle, double& angle,
                double& offset)
 {

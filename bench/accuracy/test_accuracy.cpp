@@ -136,5 +136,29 @@ TEST(Accuracy, FitsOnExactPoints)
         }
 }
 
+// Where noise dominates, the 95 % intervals the fit quality reports must hold the truth
+// in 90 to 98 % of the placements: a covariance off by a fifth either way leaves that
+// range. First run: 94.5 % (line offset), 93 % (line angle), 95.7 % and 96 % (arc 120
+// radius and centre y).
+void expectCoverage(const StudyResult& result, const std::string& tool, const std::string& quantity, double series,
+                    double noise)
+{
+    SCOPED_TRACE(result.name + ": coverage of " + tool + " / " + quantity);
+    const Summary& s = result.at(tool, quantity, series, noise).summary;
+    EXPECT_EQ(s.intervals, s.found);
+    EXPECT_GE(s.coverage, 0.90);
+    EXPECT_LE(s.coverage, 0.98);
+}
+
+TEST(Accuracy, IntervalsHoldTheTruthWhereNoiseDominates)
+{
+    const StudyResult lines = studyLineFits({kPlacements, {0.0}, {0.5}});
+    expectCoverage(lines, "fitLine LS", "angle", 0.0, 0.5);
+    expectCoverage(lines, "fitLine LS", "offset", 0.0, 0.5);
+    const StudyResult circles = studyCircleTools({kPlacements, {1.0}, {10.0}});
+    expectCoverage(circles, "clcCirclePointsAndFit arc 120", "radius", 1.0, 10.0);
+    expectCoverage(circles, "clcCirclePointsAndFit arc 120", "centre y", 1.0, 10.0);
+}
+
 } // namespace
 } // namespace accuracy

@@ -1,0 +1,157 @@
+#include "Trust.h"
+
+#include <Functions.h>
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <sstream>
+
+namespace frontend {
+
+json rounded(double v, double step)
+{
+    if (!std::isfinite(v))
+        return nullptr;
+    const double r = std::round(v / step) * step;
+    // Print 12.3 rather than 12.300000000000001: the step's decimals suffice.
+    std::ostringstream text;
+    text.precision(static_cast<int>(std::max(0.0, -std::floor(std::log10(step)))));
+    text << std::fixed << r;
+    return std::stod(text.str());
+}
+
+json fittedJson(const FittedValue& v, double factor)
+{
+    const double value = v.value * factor, half = v.halfWidth95 * factor;
+    return {{"value", rounded(value)},
+            {"sigma", rounded(v.sigma * factor)},
+            {"ci95", json::array({rounded(value - half), rounded(value + half)})}};
+}
+
+json residualsJson(const FitResiduals& r)
+{
+    return {{"points", r.pointCount},
+            {"dof", r.degreesOfFreedom},
+            {"rmsResidual", rounded(r.rms)},
+            {"maxResidual", rounded(r.maxAbs)}};
+}
+
+json lineQualityJson(const LineFitQuality& q)
+{
+    json out = residualsJson(q.residuals);
+    out["angle"] = fittedJson(q.angle);
+    out["offset"] = fittedJson(q.offset);
+    out["anchor"] = json::array({rounded(q.anchor.x), rounded(q.anchor.y)});
+    return out;
+}
+
+json circleQualityJson(const CircleFitQuality& q)
+{
+    json out = residualsJson(q.residuals);
+    out["centreX"] = fittedJson(q.centreX);
+    out["centreY"] = fittedJson(q.centreY);
+    out["radius"] = fittedJson(q.radius);
+    out["diameter"] = fittedJson(q.radius, 2.0);
+    return out;
+}
+
+json widthQualityJson(const EdgePairWidthQuality& q)
+{
+    return {{"pairs", q.pairCount},
+            {"dof", q.degreesOfFreedom},
+            {"width", fittedJson(q.width)},
+            {"spread", rounded(q.spread)},
+            {"minWidth", rounded(q.minWidth)},
+            {"maxWidth", rounded(q.maxWidth)}};
+}
+
+json diagnosticsJson(const std::vector<PointDiagnostic>& points)
+{
+    json list = json::array();
+    int inliers = 0;
+    for (const PointDiagnostic& d : points) {
+        list.push_back({{"point", json::array({rounded(d.point.x), rounded(d.point.y)})},
+                        {"residual", rounded(d.residual)},
+                        {"inlier", d.inlier}});
+        inliers += d.inlier;
+    }
+    return {{"inliers", inliers}, {"outliers", static_cast<int>(points.size()) - inliers}, {"points", list}};
+}
+
+std::vector<PointDiagnostic> unjudged(const std::vector<cv::Point2d>& points)
+{
+    std::vector<PointDiagnostic> out;
+    for (const cv::Point2d& p : points)
+        out.push_back({p, std::nan(""), true});
+    return out;
+}
+
+double strongestCaliperResponse(const cv::Mat& strip, int width, int step, int sigma, ClcDirection scan,
+                                EdgeTransition transition)
+{
+    const float* kernel = getOneDimGaussianKernel(sigma);
+    if (strip.empty() || !kernel || width < 1 || step < 1)
+        return 0;
+    cv::Mat grey = strip;
+    if (strip.channels() != 1)
+        cv::cvtColor(strip, grey, cv::COLOR_RGB2GRAY);
+    const int n = grey.cols;
+    std::vector<float> profile(n), strength(n);
+    double strongest = 0;
+    for (int top = 0; top + width <= grey.rows; top += step) {
+        cv::Mat band = grey.rowRange(top, top + width).clone();
+        getImageColAverage(band, profile.data());
+        oneDimArrayGaussianFilter(profile.data(), n, kernel, sigma, false);
+        clcOneDimDeriv(profile.data(), strength.data(), n, false);
+        clcOneDimDerivDir(strength.data(), n, scan, transition);
+        for (float s : strength)
+            strongest = std::max(strongest, static_cast<double>(s));
+    }
+    return strongest;
+}
+
+cv::Mat polarStrip(const cv::Mat& image, const ROI& roi)
+{
+    double cx = 0, cy = 0, start = 0, end = 0;
+    float r1 = 0, r2 = 0;
+    if (const auto* ring = dynamic_cast<const RingROI*>(&roi)) {
+        cx = ring->centreX, cy = ring->centreY, r1 = ring->radius1, r2 = ring->radius2;
+    } else if (const auto* arc = dynamic_cast<const ArcROI*>(&roi)) {
+        cx = arc->centreX, cy = arc->centreY, r1 = arc->radius1, r2 = arc->radius2;
+        start = 360.0 - arc->angle2;
+        end = 360.0 - arc->angle1;
+    } else {
+        return {};
+    }
+    const int outer = static_cast<int>(std::max(r1, r2)), inner = static_cast<int>(std::min(r1, r2));
+    double span = std::fmod(end - start + 720.0, 360.0);
+    if (span == 0)
+        span = 360.0;
+    const int rows = static_cast<int>(std::ceil(outer * 2 * CV_PI * span / 360.0));
+    if (outer < 1 || outer < inner || rows < 1)
+        return {};
+    cv::Mat source = image, square, polar;
+    cv::Rect crop(static_cast<int>(cx) - outer, static_cast<int>(cy) - outer, 2 * outer + 1, 2 * outer + 1);
+    copyStaticROIImage(source, crop, square, cv::Scalar(0));
+    warpPolarImg(square, start, end, cv::Point2d(outer, outer), inner, outer, cv::Size(outer - inner + 1, rows), true,
+                 false, polar);
+    return polar;
+}
+
+std::string tooFewPointsReason(size_t found, size_t needed, double strongest, int minStrength)
+{
+    std::ostringstream text;
+    text.precision(3);
+    if (strongest < minStrength)
+        text << "no caliper's strongest response reached minStrength " << minStrength << ", the strongest was "
+             << strongest;
+    else
+        text << found << " edge point" << (found == 1 ? " was" : "s were") << " found, " << needed
+             << " are needed (the strongest response was " << strongest << " against minStrength " << minStrength
+             << ")";
+    return text.str();
+}
+
+} // namespace frontend
