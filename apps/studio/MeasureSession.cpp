@@ -43,6 +43,8 @@ Measurement measure(const RoiEntry& entry, const cv::Mat& image, const std::stri
         m.success = result.success;
         m.settings = input.settings;
         m.outputs = result.outputs;
+        m.quality = result.quality;
+        m.diagnostics = result.diagnostics;
         m.microseconds = result.microseconds;
     } catch (const frontend::InputError& e) {
         m.error = e.what();

@@ -38,6 +38,8 @@ struct Measurement {
     bool success = false; // the tool's own verdict
     json settings;        // every setting as run, defaults filled in
     json outputs = json::object();
+    json quality = nullptr;               // uncertainties and 95 % intervals; null: not judged
+    json diagnostics = json::object();    // per-point residuals and inliers; "failure": why not
     double microseconds = 0; // in the library call(s)
 };
 

@@ -116,12 +116,22 @@ void paintCross(QPainter& painter, const Viewport& view, QPointF at, double half
     painter.drawLine(c - QPointF(0, half), c + QPointF(0, half));
 }
 
-void paintPoints(QPainter& painter, const Viewport& view, const json& points, const json& inliers)
+void paintPoints(QPainter& painter, const Viewport& view, const json& points)
 {
-    for (size_t i = 0; i < points.size(); ++i) {
-        const bool kept = !inliers.is_array() || i >= inliers.size() || inliers[i].get<bool>();
-        painter.setPen(pen(kept ? colours::inlier : colours::outlier, 1.2));
-        paintCross(painter, view, pointOf(points[i]), 3);
+    painter.setPen(pen(colours::inlier, 1.2));
+    for (const json& p : points)
+        paintCross(painter, view, pointOf(p), 3);
+}
+
+// Points judged against the fitted shape: inliers green, outliers red and ringed.
+void paintJudgedPoints(QPainter& painter, const Viewport& view, const json& judged)
+{
+    for (const json& d : judged) {
+        const bool inlier = d.at("inlier").get<bool>();
+        painter.setPen(pen(inlier ? colours::inlier : colours::outlier, 1.2));
+        paintCross(painter, view, pointOf(d.at("point")), 3);
+        if (!inlier)
+            painter.drawEllipse(view.toWidget(pointOf(d.at("point"))), 5, 5);
     }
 }
 
@@ -129,12 +139,12 @@ void paintPoints(QPainter& painter, const Viewport& view, const json& points, co
 void paintOutputs(QPainter& painter, const Viewport& view, const RoiEntry& entry, const Measurement& m)
 {
     const json& o = m.outputs;
-    const json inliers = o.contains("diagnostics") && o.at("diagnostics").contains("inliers")
-                             ? o.at("diagnostics").at("inliers")
-                             : json();
-    for (const char* key : {"points", "edgePoints"})
-        if (o.contains(key))
-            paintPoints(painter, view, o.at(key), inliers);
+    if (m.diagnostics.contains("points"))
+        paintJudgedPoints(painter, view, m.diagnostics.at("points"));
+    else
+        for (const char* key : {"points", "edgePoints"})
+            if (o.contains(key))
+                paintPoints(painter, view, o.at(key));
     painter.setPen(pen(colours::fitted, 1.5));
     if (o.contains("point"))
         paintCross(painter, view, pointOf(o.at("point")), 7);
@@ -177,23 +187,47 @@ void paintOutputs(QPainter& painter, const Viewport& view, const RoiEntry& entry
     }
 }
 
-void paintLabel(QPainter& painter, const Viewport& view, const RoiEntry& entry, const Measurement* m, bool current)
+// A place for a label of `size` near `at` (its bottom-left corner), inside the view so
+// that a ROI at the border still shows its values: there, or the nearest place a label's
+// height further up or down that covers no other label and no ROI; failing that, one
+// that covers no other label.
+QRectF placeLabel(QPointF at, QSizeF size, const QRectF& area, const std::vector<QRectF>& labels,
+                  const std::vector<QRectF>& rois)
+{
+    const auto inside = [&](double x, double y) {
+        return QRectF(std::clamp(x, area.left(), std::max(area.left(), area.right() - size.width())),
+                      std::clamp(y, area.top(), std::max(area.top(), area.bottom() - size.height())), size.width(),
+                      size.height());
+    };
+    const auto clear = [](const QRectF& r, const std::vector<QRectF>& others) {
+        return std::none_of(others.begin(), others.end(), [&](const QRectF& o) { return o.intersects(r); });
+    };
+    const QRectF first = inside(at.x(), at.y() - size.height());
+    for (const bool avoidRois : {true, false})
+        for (int step = 0; step < 16; ++step) {
+            const double shift = (step % 2 ? 1 : -1) * ((step + 1) / 2) * (size.height() + 2);
+            const QRectF candidate = inside(first.left(), first.top() + shift);
+            if (clear(candidate, labels) && (!avoidRois || clear(candidate, rois)))
+                return candidate;
+        }
+    return first;
+}
+
+void paintLabel(QPainter& painter, const Viewport& view, const RoiEntry& entry, const Measurement* m, bool current,
+                std::vector<QRectF>& taken, const std::vector<QRectF>& rois)
 {
     QString text = QString::fromStdString(entry.name);
     const bool failed = m && (!m->ran || !m->success);
     if (m)
-        text += ": " + QString::fromStdString(resultSummary(*m));
+        text += ": " + QString::fromStdString(resultSummary(*m, true));
     if (!current)
         text += " …";
-    const QFontMetrics metrics = painter.fontMetrics();
-    const QPointF at = view.toWidget(entry.shape.anchor()) + QPointF(0, -6);
     // Long reasons wrap at 420 px rather than run off the view.
-    const QRect box = metrics.boundingRect(QRect(0, 0, 420, 1000), Qt::TextWordWrap, text).adjusted(-3, -2, 3, 2);
-    // Kept inside the view, so a ROI at the border still shows its values.
-    const QRectF area = painter.viewport();
-    const double x = std::clamp(at.x(), area.left(), std::max(area.left(), area.right() - box.width()));
-    const double y = std::clamp(at.y() - box.height(), area.top(), std::max(area.top(), area.bottom() - box.height()));
-    const QRectF placed(x, y, box.width(), box.height());
+    const QRect box =
+        painter.fontMetrics().boundingRect(QRect(0, 0, 420, 1000), Qt::TextWordWrap, text).adjusted(-3, -2, 3, 2);
+    const QRectF placed =
+        placeLabel(view.toWidget(entry.shape.anchor()) + QPointF(0, -6), box.size(), painter.viewport(), taken, rois);
+    taken.push_back(placed);
     painter.setPen(Qt::NoPen);
     painter.setBrush(QColor(0, 0, 0, 170));
     painter.drawRect(placed);
@@ -219,8 +253,13 @@ void paintOverlay(QPainter& painter, const Viewport& view, const StudioDocument&
             paintOutputs(painter, view, entry, *m);
     }
     // Labels and handles last, above every shape.
+    std::vector<QRectF> taken, rois;
+    for (const RoiEntry& entry : document.rois()) {
+        const QRectF bounds = entry.shape.bounds();
+        rois.emplace_back(view.toWidget(bounds.topLeft()), view.toWidget(bounds.bottomRight()));
+    }
     for (const RoiEntry& entry : document.rois())
-        paintLabel(painter, view, entry, document.measurement(entry.id), document.isCurrent(entry.id));
+        paintLabel(painter, view, entry, document.measurement(entry.id), document.isCurrent(entry.id), taken, rois);
     if (const RoiEntry* selected = document.roi(document.selectedId()))
         paintHandles(painter, view, selected->shape);
     if (preview) {

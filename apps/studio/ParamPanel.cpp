@@ -1,5 +1,7 @@
 #include "ParamPanel.h"
 
+#include "ResultText.h"
+
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
@@ -215,8 +217,14 @@ void ParamPanel::showMeasurement()
         outputs_->clear();
         return;
     }
-    summary_->setText(QString::fromStdString(m->ran ? (m->success ? "measured" : "no result") : "not measured: " + m->error));
-    outputs_->setPlainText(QString::fromStdString(m->ran ? m->outputs.dump(2) : m->error));
+    summary_->setText(QString::fromStdString(resultSummary(*m)));
+    // What functions-cli run prints for the same ROI.
+    json record = {{"success", m->success}, {"outputs", m->outputs}};
+    if (!m->quality.is_null())
+        record["quality"] = m->quality;
+    if (!m->diagnostics.empty())
+        record["diagnostics"] = m->diagnostics;
+    outputs_->setPlainText(QString::fromStdString(m->ran ? record.dump(2) : m->error));
 }
 
 } // namespace studio

@@ -81,15 +81,27 @@ std::string joinedTable(const ResultTable& table, char separator, bool quote)
 
 } // namespace
 
-std::string resultSummary(const Measurement& m)
+std::string resultSummary(const Measurement& m, bool brief)
 {
     if (!m.ran)
         return m.error.empty() ? "not measured" : m.error;
     const json& o = m.outputs;
+    const json& q = m.quality;
+    // "value ± half the 95 % interval" where the tool judged its fit, the value alone otherwise.
+    const auto valued = [&q](double value, const char* qualityName, int decimals) {
+        std::string text = fixed(value, decimals);
+        if (q.is_object() && q.contains(qualityName) && q.at(qualityName).at("ci95")[0].is_number()) {
+            const json& ci = q.at(qualityName).at("ci95");
+            text += " ± " + fixed((ci[1].get<double>() - ci[0].get<double>()) / 2, decimals);
+        }
+        return text;
+    };
     std::vector<std::string> parts;
+    if (!m.success && m.diagnostics.contains("failure"))
+        parts.push_back(m.diagnostics.at("failure").get<std::string>());
     if (o.contains("radius")) {
         const double r = o.at("radius").get<double>();
-        parts.push_back("Ø " + fixed(2 * r, 3) + " px  r " + fixed(r, 3));
+        parts.push_back("Ø " + valued(2 * r, "diameter", 3) + " px");
     }
     if (o.contains("centre"))
         parts.push_back("centre " + pointText(o.at("centre")));
@@ -98,25 +110,35 @@ std::string resultSummary(const Measurement& m)
                         "°");
     if (o.contains("point"))
         parts.push_back("edge " + pointText(o.at("point")));
-    if (o.contains("line")) {
-        const json& l = o.at("line");
-        const double degrees = std::atan2(l[1].get<double>(), l[0].get<double>()) * 180.0 / M_PI;
-        parts.push_back("angle " + fixed(degrees, 2) + "°");
-    }
-    if (o.contains("start") && o.contains("end"))
-        parts.push_back(pointText(o.at("start")) + " → " + pointText(o.at("end")));
+    if (o.contains("angle"))
+        parts.push_back("angle " + valued(o.at("angle").get<double>(), "angle", 3) + "°");
     if (o.contains("meanDistance"))
-        parts.push_back("width " + fixed(o.at("meanDistance").get<double>(), 3) + " px");
+        parts.push_back("width " + valued(o.at("meanDistance").get<double>(), "width", 3) + " px");
     if (o.contains("skew"))
         parts.push_back("skew " + fixed(o.at("skew").get<double>(), 2) + "°");
     if (o.contains("count"))
         parts.push_back(std::to_string(o.at("count").get<long long>()) + " found");
     else if (o.contains("positions"))
         parts.push_back(std::to_string(o.at("positions").size()) + " edges");
-    std::string text = m.success ? "" : "failed";
-    for (const std::string& part : parts)
-        text += (text.empty() ? "" : "  ") + part;
+    if (m.diagnostics.contains("outliers") && m.diagnostics.at("outliers").get<int>() > 0)
+        parts.push_back(std::to_string(m.diagnostics.at("outliers").get<int>()) + " outliers");
+    std::string text = m.success ? "" : "failed:";
+    for (size_t i = 0; i < parts.size() && (!brief || i == 0); ++i)
+        text += (text.empty() ? "" : "  ") + parts[i];
     return text;
+}
+
+std::vector<std::pair<std::string, std::string>> flattenMeasurement(const Measurement& m)
+{
+    std::vector<std::pair<std::string, std::string>> out;
+    flattenInto("", m.outputs, out);
+    if (!m.quality.is_null())
+        flattenInto("quality", m.quality, out);
+    // The per-point list is for drawing; its counts and the failure are the table's.
+    json diagnostics = m.diagnostics;
+    diagnostics.erase("points");
+    flattenInto("diagnostics", diagnostics, out);
+    return out;
 }
 
 std::vector<std::pair<std::string, std::string>> flattenOutputs(const json& outputs)
@@ -133,7 +155,7 @@ ResultTable tabulate(const std::vector<ResultRow>& rows)
     std::map<std::string, size_t> column;
     std::vector<std::vector<std::pair<std::string, std::string>>> flat;
     for (const ResultRow& row : rows) {
-        flat.push_back(flattenOutputs(row.measurement.outputs));
+        flat.push_back(flattenMeasurement(row.measurement));
         for (const auto& [name, value] : flat.back())
             if (column.emplace(name, table.header.size()).second)
                 table.header.push_back(name);

@@ -149,9 +149,9 @@ void StudioWindowTest::drawnRingMeasuresWhatTheLibraryMeasures()
     QCOMPARE(shown.outputs.at("edgePoints").size(), param.edgePoints.size());
     QVERIFY(std::abs(param.radius - 75) < 0.5); // the hole, not another edge
 
-    // And the list beside the image shows that radius.
+    // And the list beside the image shows that diameter.
     auto* list = window.findChild<QTableWidget*>("roiList");
-    QVERIFY(list->item(0, 2)->text().contains(QString::number(param.radius, 'f', 3)));
+    QVERIFY(list->item(0, 2)->text().contains("Ø " + QString::number(2 * param.radius, 'f', 3)));
 }
 
 json StudioWindowTest::runCli(const QStringList& arguments)
@@ -188,9 +188,12 @@ void StudioWindowTest::savedRoisRunUnchangedInTheCommandLineTool()
         const json record =
             runCli({"run", "--image", scene_, "--tool", QString::fromStdString(roi.tool), "--params", params});
         QVERIFY2(record.is_object(), roi.name.c_str());
-        // Every digit of every number, and the same verdict.
+        // Every digit of every number, the same trust in them and the same verdict.
         const Measurement& shown = *window.document().measurement(roi.id);
         QCOMPARE(QString::fromStdString(record.at("outputs").dump()), QString::fromStdString(shown.outputs.dump()));
+        QCOMPARE(QString::fromStdString(record.value("quality", json()).dump()), QString::fromStdString(shown.quality.dump()));
+        QCOMPARE(QString::fromStdString(record.value("diagnostics", json::object()).dump()),
+                 QString::fromStdString(shown.diagnostics.dump()));
         QCOMPARE(record.at("success").get<bool>(), shown.success);
     }
 }
