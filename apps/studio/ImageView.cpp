@@ -49,6 +49,13 @@ void ImageView::imageReplaced()
     update();
 }
 
+void ImageView::setProbeOverlay(const QPolygonF& caliper, const std::vector<QPointF>& edges)
+{
+    probeCaliper_ = caliper;
+    probeEdges_ = edges;
+    update();
+}
+
 void ImageView::fitToWindow()
 {
     if (!document_.hasImage() || width() < 2 || height() < 2) {
@@ -99,6 +106,8 @@ void ImageView::paintEvent(QPaintEvent*)
     }
     paintImage(painter);
     paintOverlay(painter, view_, document_, preview_);
+    if (!probeCaliper_.isEmpty())
+        paintProbe(painter, view_, probeCaliper_, probeEdges_);
 }
 
 void ImageView::paintImage(QPainter& painter)

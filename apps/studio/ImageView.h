@@ -35,6 +35,9 @@ public:
     /// Scrolls so that an image point lies at the widget's centre.
     void centreOn(QPointF imagePoint);
 
+    /// The caliper the profile view shows, outlined over the image with its edges.
+    void setProbeOverlay(const QPolygonF& caliper, const std::vector<QPointF>& edges);
+
     QSize sizeHint() const override { return {900, 700}; }
 
 signals:
@@ -74,6 +77,8 @@ private:
     HandleRole dragRole_ = HandleRole::Move;
     RoiShape dragStart_;
     std::optional<RoiShape> preview_;
+    QPolygonF probeCaliper_;
+    std::vector<QPointF> probeEdges_;
 };
 
 } // namespace studio

@@ -3,6 +3,7 @@
 #include "FolderRun.h"
 #include "ImageView.h"
 #include "ParamPanel.h"
+#include "ProfileView.h"
 #include "ResultsTable.h"
 #include "RoiListPanel.h"
 
@@ -60,6 +61,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     setCentralWidget(view_);
     results_ = new ResultsTable;
     results_->setObjectName("resultsTable");
+    profile_ = new ProfileView;
     cursorLabel_ = new QLabel;
     cursorLabel_->setObjectName("cursorLabel");
     cursorLabel_->setMinimumWidth(320);
@@ -71,6 +73,13 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
 
     connect(&loader_, &QFutureWatcher<SharedImage>::finished, this, &MainWindow::imageLoaded);
     connect(view_, &ImageView::cursorMoved, this, &MainWindow::showCursor);
+    connect(view_, &ImageView::cursorMoved, this, &MainWindow::probeAt);
+    connect(&document_, &StudioDocument::roiEdited, this, [this](int id) {
+        if (id == probeId_)
+            refreshProbe();
+    });
+    connect(&document_, &StudioDocument::roisChanged, this, &MainWindow::refreshProbe);
+    connect(&document_, &StudioDocument::imageChanged, this, &MainWindow::refreshProbe);
     connect(view_, &ImageView::cursorLeft, cursorLabel_, &QLabel::clear);
     connect(view_, &ImageView::drawFinished, this, [this] { editAction_->setChecked(true); });
     connect(&document_, &StudioDocument::measured, this, &MainWindow::updateResults);
@@ -96,12 +105,18 @@ void MainWindow::buildDocks()
     sideDock->setWidget(side);
     addDockWidget(Qt::RightDockWidgetArea, sideDock);
 
+    auto* profileDock = new QDockWidget(tr("Caliper profile"), this);
+    profileDock->setObjectName("profileDock");
+    profileDock->setWidget(profile_);
+    addDockWidget(Qt::BottomDockWidgetArea, profileDock);
     auto* resultsDock = new QDockWidget(tr("Results"), this);
     resultsDock->setObjectName("resultsDock");
     resultsDock->setWidget(results_);
     addDockWidget(Qt::BottomDockWidgetArea, resultsDock);
+    splitDockWidget(profileDock, resultsDock, Qt::Horizontal);
     resizeDocks({sideDock}, {380}, Qt::Horizontal);
-    resizeDocks({resultsDock}, {150}, Qt::Vertical);
+    resizeDocks({profileDock, resultsDock}, {640, 500}, Qt::Horizontal);
+    resizeDocks({profileDock}, {240}, Qt::Vertical);
 }
 
 void MainWindow::buildMenus()
@@ -236,6 +251,49 @@ void MainWindow::showCursor(QPointF at, bool inside)
         text += "  grey " + document_.image()->valueAt(qRound(at.x()), qRound(at.y()));
     text += QString("  zoom %1 %").arg(view_->viewport().scale * 100, 0, 'f', 0);
     cursorLabel_->setText(text);
+}
+
+void MainWindow::probeAt(QPointF at)
+{
+    // The selected ROI first, then the topmost caliper tool's ROI under the point.
+    int id = 0;
+    const RoiEntry* selected = document_.roi(document_.selectedId());
+    if (selected && hasSegmentCalipers(selected->tool) && selected->shape.contains(at, 0))
+        id = selected->id;
+    const std::vector<RoiEntry>& rois = document_.rois();
+    for (auto it = rois.rbegin(); id == 0 && it != rois.rend(); ++it)
+        if (hasSegmentCalipers(it->tool) && it->shape.contains(at, 0))
+            id = it->id;
+    if (id == 0)
+        return;
+    probeId_ = id;
+    probePoint_ = at;
+    refreshProbe();
+}
+
+void MainWindow::refreshProbe()
+{
+    const RoiEntry* roi = document_.roi(probeId_);
+    std::string why;
+    std::optional<CaliperProbe> probe;
+    if (roi && document_.hasImage())
+        probe = probeCaliper(*roi, document_.image()->image, probePoint_, &why);
+    QString title;
+    std::vector<QPointF> edges;
+    if (probe) {
+        title = tr("%1: caliper %2 of %3, %4 px, %5 lines averaged%6")
+                    .arg(QString::fromStdString(roi->name))
+                    .arg(probe->index + 1)
+                    .arg(probe->count)
+                    .arg(probe->profile.grey.size())
+                    .arg(probe->profile.linesAveraged)
+                    .arg(probe->note.empty() ? QString() : tr(" (radial, straightened)"));
+        profile_->setToolTip(QString::fromStdString(probe->note));
+        for (const frontend::ProfileEdge& edge : probe->profile.edges)
+            edges.emplace_back(edge.point.x, edge.point.y);
+    }
+    view_->setProbeOverlay(probe ? probe->outline() : QPolygonF(), edges);
+    profile_->setProbe(std::move(probe), title, QString::fromStdString(why));
 }
 
 void MainWindow::updateResults()

@@ -16,6 +16,7 @@ class QLabel;
 namespace studio {
 
 class ImageView;
+class ProfileView;
 class ResultsTable;
 
 class MainWindow : public QMainWindow {
@@ -27,6 +28,7 @@ public:
     StudioDocument& document() { return document_; }
     ImageView& imageView() { return *view_; }
     ResultsTable& results() { return *results_; }
+    ProfileView& profile() { return *profile_; }
 
     /// Opens an image file, a folder (its first image) or a parameters file by what it is;
     /// messages go to a box unless `quiet`, and `error` receives them.
@@ -40,6 +42,10 @@ public:
     /// Writes the selected ROI as a `run` parameters file. Throws frontend::InputError.
     void exportParameters(int id, const QString& path) const;
 
+    /// The profile of the caliper under an image point, if a caliper tool's ROI is there;
+    /// elsewhere the last one stays, so that settings can be tuned while it shows.
+    void probeAt(QPointF at);
+
     /// Nothing loading, nothing being measured.
     bool isIdle() const;
 
@@ -52,6 +58,7 @@ private:
     void buildDocks();
     void imageLoaded();
     void showCursor(QPointF at, bool inside);
+    void refreshProbe();
     void updateTitle();
     void updateResults();
     void flipDirection();
@@ -63,6 +70,9 @@ private:
     StudioDocument document_;
     ImageView* view_;
     ResultsTable* results_;
+    ProfileView* profile_;
+    int probeId_ = 0;
+    QPointF probePoint_;
     QLabel* cursorLabel_;
     QLabel* imageLabel_;
     QActionGroup* drawGroup_ = nullptr;

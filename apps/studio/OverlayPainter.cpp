@@ -268,4 +268,16 @@ void paintOverlay(QPainter& painter, const Viewport& view, const StudioDocument&
     }
 }
 
+void paintProbe(QPainter& painter, const Viewport& view, const QPolygonF& caliper, const std::vector<QPointF>& edges)
+{
+    QPolygonF outline;
+    for (const QPointF& p : caliper)
+        outline << view.toWidget(p);
+    painter.setPen(pen(Qt::white, 1.5, Qt::DotLine));
+    painter.drawPolygon(outline);
+    painter.setPen(pen(colours::fitted, 2));
+    for (const QPointF& edge : edges)
+        paintCross(painter, view, edge, 6);
+}
+
 } // namespace studio

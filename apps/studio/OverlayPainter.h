@@ -10,6 +10,7 @@
 #include "Viewport.h"
 
 #include <QColor>
+#include <QPolygonF>
 
 #include <optional>
 
@@ -33,5 +34,8 @@ constexpr double kHandleSize = 8;
 /// Paints every ROI of the document and its measurement; `preview` is a shape being drawn.
 void paintOverlay(QPainter& painter, const Viewport& view, const StudioDocument& document,
                   const std::optional<RoiShape>& preview);
+
+/// The caliper the profile view shows: its band dotted, its edges as short bars across it.
+void paintProbe(QPainter& painter, const Viewport& view, const QPolygonF& caliper, const std::vector<QPointF>& edges);
 
 } // namespace studio

@@ -65,6 +65,7 @@ ParamPanel::ParamPanel(StudioDocument& document, QWidget* parent) : QWidget(pare
     scroll->setWidget(form);
     scroll->setWidgetResizable(true);
     scroll->setFrameShape(QFrame::NoFrame);
+    scroll->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     layout->addWidget(scroll, 3);
     layout->addWidget(new QLabel(tr("Outputs")));
     outputs_ = new QPlainTextEdit;

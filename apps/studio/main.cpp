@@ -9,21 +9,24 @@
 #include <QTimer>
 
 #include <cstdio>
+#include <optional>
 
 namespace {
 
 // Renders the window into a picture once the image is loaded and measured, then quits.
-void screenshotWhenIdle(studio::MainWindow& window, const QString& out)
+void screenshotWhenIdle(studio::MainWindow& window, const QString& out, std::optional<QPointF> probe)
 {
     auto* poll = new QTimer(&window);
     auto* clock = new QElapsedTimer;
     clock->start();
-    QObject::connect(poll, &QTimer::timeout, &window, [&window, out, poll, clock] {
+    QObject::connect(poll, &QTimer::timeout, &window, [&window, out, poll, clock, probe] {
         const bool ready = window.isIdle() && window.document().hasImage();
         if (!ready && clock->elapsed() < 120000)
             return;
         poll->stop();
         delete clock;
+        if (ready && probe)
+            window.probeAt(*probe);
         if (!ready) {
             std::fprintf(stderr, "functions-studio: no image to take a picture of\n");
             QApplication::exit(2);
@@ -52,7 +55,8 @@ int main(int argc, char** argv)
     const QCommandLineOption tool("tool", "Tool that measures the ROIs of the parameters files given", "name");
     const QCommandLineOption screenshot("screenshot", "Render the window into a PNG once measured, then quit", "out.png");
     const QCommandLineOption size("size", "Window size, e.g. 1400x900", "WxH", "1400x900");
-    parser.addOptions({tool, screenshot, size});
+    const QCommandLineOption probe("probe", "Show the caliper profile at this image point", "x,y");
+    parser.addOptions({tool, screenshot, size, probe});
     parser.process(app);
 
     studio::MainWindow window;
@@ -84,7 +88,19 @@ int main(int argc, char** argv)
             return 2;
         }
     }
+    std::optional<QPointF> probePoint;
+    if (parser.isSet(probe)) {
+        const QStringList xy = parser.value(probe).split(',');
+        bool xOk = false, yOk = false;
+        if (xy.size() == 2)
+            probePoint = QPointF(xy[0].toDouble(&xOk), xy[1].toDouble(&yOk));
+        if (!xOk || !yOk) {
+            std::fprintf(stderr, "functions-studio: --probe must be X,Y in image pixels, got %s\n",
+                         qPrintable(parser.value(probe)));
+            return 2;
+        }
+    }
     if (batch)
-        screenshotWhenIdle(window, parser.value(screenshot));
+        screenshotWhenIdle(window, parser.value(screenshot), probePoint);
     return QApplication::exec();
 }

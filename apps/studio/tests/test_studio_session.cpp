@@ -2,6 +2,7 @@
 // where the tools really scan, the shapes against the shared layer's reading of them,
 // which ROIs a change re-measures, and the results table's CSV.
 
+#include "CaliperProbe.h"
 #include "MeasureSession.h"
 #include "ResultText.h"
 #include "RoiShape.h"
@@ -62,6 +63,8 @@ class StudioSessionTest : public QObject {
 private slots:
     void scanArrowPointsTheWayTheToolScans_data();
     void scanArrowPointsTheWayTheToolScans();
+    void probedCaliperFindsTheToolsEdge_data();
+    void probedCaliperFindsTheToolsEdge();
     void shapesAgreeWithTheSharedLayer();
     void draggedCornerLeavesTheOppositeCornerInPlace();
     void onlyChangedRoisAreMeasuredAgain();
@@ -131,6 +134,58 @@ void StudioSessionTest::scanArrowPointsTheWayTheToolScans()
     for (const QPointF& p : points)
         QVERIFY2(gap(p, arrow->p1()) < gap(p, arrow->p2()),
                  qPrintable(QString("edge (%1, %2) lies nearer the arrow's head").arg(p.x()).arg(p.y())));
+}
+
+void StudioSessionTest::probedCaliperFindsTheToolsEdge_data()
+{
+    QTest::addColumn<QString>("tool");
+    QTest::addColumn<QString>("roi");
+    QTest::addColumn<QString>("settings");
+    QTest::addColumn<QPointF>("at");
+    QTest::addColumn<double>("tolerance");
+    // Straight calipers sample as the tools do; the circle tools' polar unwrap is only
+    // approximated by a straight radial caliper.
+    const QPointF mid = along(35, 40);
+    const QString turned = QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": 35, "width": 80, "height": 40})")
+                               .arg(mid.x()).arg(mid.y());
+    const QString across = QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": 125, "width": 40, "height": 80})")
+                               .arg(mid.x()).arg(mid.y());
+    QTest::newRow("line") << "line" << turned << R"({"segmentStep": 4})" << mid + QPointF(3, -5) << 1e-3;
+    QTest::newRow("edge_points, backward") << "edge_points" << turned << R"({"direction": "Backward"})" << mid << 1e-3;
+    QTest::newRow("edge_points along the height") << "edge_points" << across << R"({"scanAxis": "AlongHeight"})"
+                                                  << mid + QPointF(-4, 2) << 1e-3;
+    QTest::newRow("edge_points, upright rectangle")
+        << "edge_points" << R"({"type": "rect", "x": 200, "y": 180, "width": 80, "height": 40})" << "{}"
+        << QPointF(240, 205) << 1e-3;
+    QTest::newRow("circle, inwards") << "circle" << R"({"type": "ring", "centre": [200, 200], "radius1": 40, "radius2": 80})"
+                                     << R"({"direction": "RightToLeft"})" << along(-60, 50) << 0.5;
+}
+
+void StudioSessionTest::probedCaliperFindsTheToolsEdge()
+{
+    QFETCH(QString, tool);
+    QFETCH(QString, roi);
+    QFETCH(QString, settings);
+    QFETCH(QPointF, at);
+    QFETCH(double, tolerance);
+    RoiEntry entry;
+    entry.name = "probe";
+    entry.tool = tool.toStdString();
+    entry.shape = RoiShape::fromJson(json::parse(roi.toStdString()), "probe");
+    entry.settings = validatedSettings(frontend::findTool(entry.tool), json::parse(settings.toStdString()), "probe");
+    const Measurement m = measure(entry, annulus(), "annulus");
+    QVERIFY2(m.ran && m.success, m.error.c_str());
+    std::string why;
+    const std::optional<CaliperProbe> probe = probeCaliper(entry, annulus(), at, &why);
+    QVERIFY2(probe, why.c_str());
+    QVERIFY(probe->outline().containsPoint(at, Qt::OddEvenFill));
+    QVERIFY(!probe->profile.edges.empty());
+    // The first edge of the probed caliper is the edge the tool found in that caliper.
+    const cv::Point2d first = probe->profile.edges.front().point;
+    double nearest = 1e9;
+    for (const QPointF& p : foundPoints(m.outputs))
+        nearest = std::min(nearest, distance(p, QPointF(first.x, first.y)));
+    QVERIFY2(nearest < tolerance, qPrintable(QString("nearest tool edge %1 px away").arg(nearest)));
 }
 
 void StudioSessionTest::shapesAgreeWithTheSharedLayer()

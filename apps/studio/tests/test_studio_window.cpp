@@ -3,6 +3,7 @@
 
 #include "ImageView.h"
 #include "MainWindow.h"
+#include "ProfileView.h"
 #include "ResultText.h"
 #include "ResultsTable.h"
 
@@ -148,6 +149,18 @@ void StudioWindowTest::drawnRingMeasuresWhatTheLibraryMeasures()
     QCOMPARE(shown.outputs.at("centre")[1].get<double>(), param.centre.y);
     QCOMPARE(shown.outputs.at("edgePoints").size(), param.edgePoints.size());
     QVERIFY(std::abs(param.radius - 75) < 0.5); // the hole, not another edge
+
+    // The mouse over the band: the profile of the caliper there, with the tuned settings,
+    // its first edge on the circle.
+    const QPoint over = widgetPoint(window, hole + QPointF(0, 75));
+    QMouseEvent hover(QEvent::MouseMove, over, view.mapToGlobal(over), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
+    QApplication::sendEvent(&view, &hover);
+    const std::optional<CaliperProbe>& probe = window.profile().probe();
+    QVERIFY(probe && !probe->profile.edges.empty());
+    QCOMPARE(probe->settings.percent, 60.0);
+    QCOMPARE(probe->settings.transition, DarkToLight);
+    const cv::Point2d edge = probe->profile.edges.front().point;
+    QVERIFY(std::abs(cv::norm(edge - param.centre) - param.radius) < 0.5);
 
     // And the list beside the image shows that diameter.
     auto* list = window.findChild<QTableWidget*>("roiList");
