@@ -6,8 +6,10 @@ namespace studio {
 
 json RoiEntry::parameters() const
 {
-    json parameters = settings;
-    parameters["roi"] = shape.toJson();
+    // The ROI first, as the example files have it.
+    json parameters = {{"roi", shape.toJson()}};
+    for (auto it = settings.begin(); it != settings.end(); ++it)
+        parameters[it.key()] = it.value();
     return parameters;
 }
 

@@ -37,16 +37,18 @@ void drawCurve(QPainter& painter, const Plot& plot, const std::vector<float>& va
     painter.drawPath(path);
 }
 
-// A threshold across the plot, labelled at its right end or, so that two close levels
-// stay readable, at its left.
+// A threshold across the plot, labelled at its right end above the line or below it, so
+// that two close levels and the plot's title stay readable.
 void drawLevel(QPainter& painter, const Plot& plot, double value, const QColor& colour, const QString& label,
-               bool labelRight)
+               bool above)
 {
+    const double y = plot.y(value);
     painter.setPen(QPen(colour, 1, Qt::DashLine));
-    painter.drawLine(QPointF(plot.area.left(), plot.y(value)), QPointF(plot.area.right(), plot.y(value)));
-    const double x = labelRight ? plot.area.right() - painter.fontMetrics().horizontalAdvance(label) - 4
-                                : plot.area.left() + 4;
-    painter.drawText(QPointF(x, plot.y(value) - 3), label);
+    painter.drawLine(QPointF(plot.area.left(), y), QPointF(plot.area.right(), y));
+    const QFontMetrics metrics = painter.fontMetrics();
+    const double baseline = std::clamp(above ? y - 3 : y + metrics.ascent() + 2, plot.area.top() + metrics.ascent(),
+                                       plot.area.bottom() - 2);
+    painter.drawText(QPointF(plot.area.right() - metrics.horizontalAdvance(label) - 4, baseline), label);
 }
 
 void drawFrame(QPainter& painter, const Plot& plot, const QString& label)
@@ -111,9 +113,11 @@ void ProfileView::paintEvent(QPaintEvent*)
     painter.setPen(QPen(kAxis, 1, Qt::DotLine));
     painter.drawLine(QPointF(strength.area.left(), strength.y(0)), QPointF(strength.area.right(), strength.y(0)));
     drawCurve(painter, strength, p.strength, kStrength, 1.5);
-    drawLevel(painter, strength, s.percent / 100.0 * p.top, kPercent, tr("percent %1 % of strongest").arg(s.percent),
-              true);
-    drawLevel(painter, strength, s.minStrength, kMinStrength, tr("minStrength %1").arg(s.minStrength), false);
+    const double percentLevel = s.percent / 100.0 * p.top;
+    drawLevel(painter, strength, percentLevel, kPercent, tr("percent %1 % of strongest").arg(s.percent),
+              percentLevel >= s.minStrength);
+    drawLevel(painter, strength, s.minStrength, kMinStrength, tr("minStrength %1").arg(s.minStrength),
+              percentLevel < s.minStrength);
 
     // The edges found, in scan order: the first is the one a caliper keeps.
     for (size_t i = 0; i < p.edges.size(); ++i) {

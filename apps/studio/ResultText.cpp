@@ -122,10 +122,10 @@ std::string resultSummary(const Measurement& m, bool brief)
         parts.push_back(std::to_string(o.at("positions").size()) + " edges");
     if (m.diagnostics.contains("outliers") && m.diagnostics.at("outliers").get<int>() > 0)
         parts.push_back(std::to_string(m.diagnostics.at("outliers").get<int>()) + " outliers");
-    std::string text = m.success ? "" : "failed:";
+    std::string text;
     for (size_t i = 0; i < parts.size() && (!brief || i == 0); ++i)
         text += (text.empty() ? "" : "  ") + parts[i];
-    return text;
+    return m.success ? text : "failed: " + text;
 }
 
 std::vector<std::pair<std::string, std::string>> flattenMeasurement(const Measurement& m)

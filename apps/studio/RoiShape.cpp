@@ -12,9 +12,11 @@ namespace {
 
 constexpr double kSmallestSide = 1.0; // px: a side or band dragged thinner stops here
 
-double snapped(double value, double step = 0.1)
+// To the 0.1 grid, as the nearest double to the decimal: a tenth count divided by ten is
+// rounded once, so 706.4 is written "706.4", not "706.4000000000001".
+double snapped(double value)
 {
-    return std::round(value / step) * step;
+    return std::round(value * 10) / 10;
 }
 
 QPointF snapped(QPointF p)
