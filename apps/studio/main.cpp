@@ -32,7 +32,10 @@ void screenshotWhenIdle(studio::MainWindow& window, const QString& out, std::opt
             QApplication::exit(2);
             return;
         }
-        if (!window.grab().save(out)) {
+        // A palette of 256 colours keeps a picture of the window small (for documentation)
+        // at no visible cost: the window has few colours beyond the image's greys.
+        const QImage picture = window.grab().toImage().convertToFormat(QImage::Format_Indexed8, Qt::ThresholdDither);
+        if (!picture.save(out)) {
             std::fprintf(stderr, "functions-studio: cannot write %s\n", qPrintable(out));
             QApplication::exit(2);
             return;
@@ -53,7 +56,8 @@ int main(int argc, char** argv)
     parser.addHelpOption();
     parser.addPositionalArgument("paths", "Images, a folder, or parameters files (.json) to open", "[paths...]");
     const QCommandLineOption tool("tool", "Tool that measures the ROIs of the parameters files given", "name");
-    const QCommandLineOption screenshot("screenshot", "Render the window into a PNG once measured, then quit", "out.png");
+    const QCommandLineOption screenshot("screenshot",
+                                        "Render the window into a PNG (256 colours) once measured, then quit", "out.png");
     const QCommandLineOption size("size", "Window size, e.g. 1400x900", "WxH", "1400x900");
     const QCommandLineOption probe("probe", "Show the caliper profile at this image point", "x,y");
     parser.addOptions({tool, screenshot, size, probe});
