@@ -8,17 +8,14 @@
 #include "RoiListPanel.h"
 
 #include <QActionGroup>
-#include <QApplication>
 #include <QDockWidget>
 #include <QDragEnterEvent>
 #include <QFileDialog>
 #include <QFileInfo>
-#include <QInputDialog>
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
 #include <QMimeData>
-#include <QSaveFile>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QToolBar>

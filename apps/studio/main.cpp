@@ -6,6 +6,7 @@
 #include <QApplication>
 #include <QCommandLineParser>
 #include <QElapsedTimer>
+#include <QMessageBox>
 #include <QTimer>
 
 #include <cstdio>
@@ -76,17 +77,19 @@ int main(int argc, char** argv)
     const bool batch = parser.isSet(screenshot);
     for (const QString& path : parser.positionalArguments()) {
         QString error;
-        const bool opened = path.endsWith(".json", Qt::CaseInsensitive) && parser.isSet(tool)
-                                ? [&] {
-                                      try {
-                                          window.importParameters(path, parser.value(tool).toStdString());
-                                          return true;
-                                      } catch (const std::exception& e) {
-                                          error = QString::fromStdString(e.what());
-                                          return false;
-                                      }
-                                  }()
-                                : window.openPath(path, &error, batch);
+        bool opened = false;
+        if (parser.isSet(tool) && path.endsWith(".json", Qt::CaseInsensitive)) {
+            try {
+                window.importParameters(path, parser.value(tool).toStdString());
+                opened = true;
+            } catch (const std::exception& e) {
+                error = QString::fromStdString(e.what());
+                if (!batch)
+                    QMessageBox::warning(&window, QObject::tr("Open"), error);
+            }
+        } else {
+            opened = window.openPath(path, &error, batch);
+        }
         if (!opened && batch) {
             std::fprintf(stderr, "functions-studio: %s\n", qPrintable(error));
             return 2;

@@ -55,6 +55,20 @@ std::vector<QPointF> foundPoints(const json& outputs)
     return points;
 }
 
+// The ROI of a data row: its columns tool, roi and settings (JSON).
+RoiEntry fetchedEntry()
+{
+    QFETCH(QString, tool);
+    QFETCH(QString, roi);
+    QFETCH(QString, settings);
+    RoiEntry entry;
+    entry.name = "probe";
+    entry.tool = tool.toStdString();
+    entry.shape = RoiShape::fromJson(json::parse(roi.toStdString()), "probe");
+    entry.settings = validatedSettings(frontend::findTool(entry.tool), json::parse(settings.toStdString()), "probe");
+    return entry;
+}
+
 } // namespace
 
 class StudioSessionTest : public QObject {
@@ -111,14 +125,7 @@ void StudioSessionTest::scanArrowPointsTheWayTheToolScans_data()
 
 void StudioSessionTest::scanArrowPointsTheWayTheToolScans()
 {
-    QFETCH(QString, tool);
-    QFETCH(QString, roi);
-    QFETCH(QString, settings);
-    RoiEntry entry;
-    entry.name = "probe";
-    entry.tool = tool.toStdString();
-    entry.shape = RoiShape::fromJson(json::parse(roi.toStdString()), "probe");
-    entry.settings = validatedSettings(frontend::findTool(entry.tool), json::parse(settings.toStdString()), "probe");
+    const RoiEntry entry = fetchedEntry();
     const Measurement m = measure(entry, annulus(), "annulus");
     QVERIFY2(m.ran && m.success, m.error.c_str());
     const std::optional<QLineF> arrow = scanArrow(entry.shape, entry.settings);
@@ -163,16 +170,9 @@ void StudioSessionTest::probedCaliperFindsTheToolsEdge_data()
 
 void StudioSessionTest::probedCaliperFindsTheToolsEdge()
 {
-    QFETCH(QString, tool);
-    QFETCH(QString, roi);
-    QFETCH(QString, settings);
     QFETCH(QPointF, at);
     QFETCH(double, tolerance);
-    RoiEntry entry;
-    entry.name = "probe";
-    entry.tool = tool.toStdString();
-    entry.shape = RoiShape::fromJson(json::parse(roi.toStdString()), "probe");
-    entry.settings = validatedSettings(frontend::findTool(entry.tool), json::parse(settings.toStdString()), "probe");
+    const RoiEntry entry = fetchedEntry();
     const Measurement m = measure(entry, annulus(), "annulus");
     QVERIFY2(m.ran && m.success, m.error.c_str());
     std::string why;

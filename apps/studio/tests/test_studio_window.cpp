@@ -35,7 +35,8 @@ private slots:
     void everyMenuAndEveryToolRunsOnTheDemoScene();
 
 private:
-    void openScene(MainWindow& window);
+    /// The demo scene in a shown window; with the examples, one ROI per tool as they teach it.
+    void openScene(MainWindow& window, bool withExamples = false);
     void waitIdle(MainWindow& window);
     QPoint widgetPoint(MainWindow& window, QPointF image);
     json runCli(const QStringList& arguments);
@@ -62,13 +63,19 @@ void StudioWindowTest::waitIdle(MainWindow& window)
         QVERIFY(window.document().isCurrent(roi.id));
 }
 
-void StudioWindowTest::openScene(MainWindow& window)
+void StudioWindowTest::openScene(MainWindow& window, bool withExamples)
 {
     window.resize(1300, 900);
     window.show();
     QVERIFY(QTest::qWaitForWindowExposed(&window));
     window.openImage(scene_);
     QTRY_VERIFY_WITH_TIMEOUT(window.document().hasImage() && window.isIdle(), 30000);
+    if (!withExamples)
+        return;
+    const QDir examples(FUNCTIONS_EXAMPLES_DIR);
+    for (const QString& file : examples.entryList({"*.json"}, QDir::Files, QDir::Name))
+        window.importParameters(examples.filePath(file), QFileInfo(file).completeBaseName().toStdString());
+    QCOMPARE(window.document().rois().size(), frontend::tools().size());
 }
 
 // A move with the left button held, as a real drag sends it.
@@ -181,13 +188,8 @@ json StudioWindowTest::runCli(const QStringList& arguments)
 void StudioWindowTest::savedRoisRunUnchangedInTheCommandLineTool()
 {
     MainWindow window;
-    openScene(window);
-    // One ROI per tool, as the examples teach them, then nudged and reshaped in the studio
-    // so that the saved numbers are the studio's own.
-    const QDir examples(FUNCTIONS_EXAMPLES_DIR);
-    for (const QString& file : examples.entryList({"*.json"}, QDir::Files, QDir::Name))
-        window.importParameters(examples.filePath(file), QFileInfo(file).completeBaseName().toStdString());
-    QCOMPARE(window.document().rois().size(), frontend::tools().size());
+    openScene(window, true);
+    // Every ROI moved in the studio, so that the saved numbers are the studio's own.
     for (const RoiEntry& roi : std::vector<RoiEntry>(window.document().rois())) {
         RoiShape shape = roi.shape;
         shape.translate(QPointF(0.3, -0.2));
@@ -214,10 +216,7 @@ void StudioWindowTest::savedRoisRunUnchangedInTheCommandLineTool()
 void StudioWindowTest::everyMenuAndEveryToolRunsOnTheDemoScene()
 {
     MainWindow window;
-    openScene(window);
-    const QDir examples(FUNCTIONS_EXAMPLES_DIR);
-    for (const QString& file : examples.entryList({"*.json"}, QDir::Files, QDir::Name))
-        window.importParameters(examples.filePath(file), QFileInfo(file).completeBaseName().toStdString());
+    openScene(window, true);
     waitIdle(window);
     // Every example finds what it was written for.
     for (const RoiEntry& roi : window.document().rois())
