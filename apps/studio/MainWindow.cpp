@@ -404,6 +404,7 @@ void MainWindow::dragEnterEvent(QDragEnterEvent* event)
 
 void MainWindow::dropEvent(QDropEvent* event)
 {
+    event->acceptProposedAction();
     for (const QUrl& url : event->mimeData()->urls())
         if (url.isLocalFile())
             openPath(url.toLocalFile());

@@ -14,6 +14,7 @@
 #include <QComboBox>
 #include <QDialog>
 #include <QMenuBar>
+#include <QMimeData>
 #include <QProcess>
 #include <QSpinBox>
 #include <QTableWidget>
@@ -263,6 +264,16 @@ void StudioWindowTest::everyMenuAndEveryToolRunsOnTheDemoScene()
     QVERIFY(triggered > 15);
     waitIdle(window);
     QVERIFY(window.document().hasImage());
+
+    // A folder dragged onto the window and dropped opens at its first image.
+    QMimeData dropped;
+    dropped.setUrls({QUrl::fromLocalFile(dir_.path())});
+    QDragEnterEvent enter(QPoint(400, 300), Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &enter);
+    QDropEvent drop(QPointF(400, 300), Qt::CopyAction, &dropped, Qt::LeftButton, Qt::NoModifier);
+    QApplication::sendEvent(&window, &drop);
+    const QString first = imagesInFolder(dir_.path()).front();
+    QTRY_COMPARE_WITH_TIMEOUT(window.document().image()->path, first, 30000);
 }
 
 QTEST_MAIN(StudioWindowTest)
