@@ -28,7 +28,8 @@ struct Recipe {
         const double angle = 8, t = angle * CV_PI / 180;
         const cv::Point2d plate(520, 500);
         const auto onPlate = [&](double x, double y) {
-            return cv::Point2d(plate.x + x * std::cos(t) - y * std::sin(t), plate.y + x * std::sin(t) + y * std::cos(t));
+            return cv::Point2d(plate.x + x * std::cos(t) - y * std::sin(t),
+                               plate.y + x * std::sin(t) + y * std::cos(t));
         };
         synthetic::Scene scene(cv::Size(1280, 1024), 40);
         scene.fillRotatedRect(plate, 600, 400, angle, 190);
@@ -37,7 +38,9 @@ struct Recipe {
         scene.fillDisc({1050, 300}, 140, 170);
         image = scene.toGrey(1.0, 2.0);
 
-        const auto point = [](cv::Point2d p) { return json::array({std::round(p.x * 10) / 10, std::round(p.y * 10) / 10}); };
+        const auto point = [](cv::Point2d p) {
+            return json::array({std::round(p.x * 10) / 10, std::round(p.y * 10) / 10});
+        };
         const auto add = [this](const char* tool, json roi, json settings) {
             studio::RoiEntry entry;
             entry.id = static_cast<int>(entries.size()) + 1;
@@ -48,17 +51,34 @@ struct Recipe {
             entries.push_back(entry);
         };
         add("edge_point",
-            {{"type", "rotated_rect"}, {"centre", point(onPlate(-300, 100))}, {"angle", angle}, {"width", 80}, {"height", 20}},
+            {{"type", "rotated_rect"},
+             {"centre", point(onPlate(-300, 100))},
+             {"angle", angle},
+             {"width", 80},
+             {"height", 20}},
             {{"transition", "DarkToLight"}});
         add("edge_points",
-            {{"type", "rotated_rect"}, {"centre", point(onPlate(0, -200))}, {"angle", angle}, {"width", 400}, {"height", 60}},
+            {{"type", "rotated_rect"},
+             {"centre", point(onPlate(0, -200))},
+             {"angle", angle},
+             {"width", 400},
+             {"height", 60}},
             {{"scanAxis", "AlongHeight"}});
         add("line",
-            {{"type", "rotated_rect"}, {"centre", point(onPlate(-300, 0))}, {"angle", angle}, {"width", 60}, {"height", 300}},
+            {{"type", "rotated_rect"},
+             {"centre", point(onPlate(-300, 0))},
+             {"angle", angle},
+             {"width", 60},
+             {"height", 300}},
             {{"transition", "DarkToLight"}});
         add("circle", {{"type", "ring"}, {"centre", point(hole)}, {"radius1", 60}, {"radius2", 100}}, json::object());
         add("arc",
-            {{"type", "arc"}, {"centre", {1050, 300}}, {"radius1", 110}, {"radius2", 170}, {"angle1", 300}, {"angle2", 50}},
+            {{"type", "arc"},
+             {"centre", {1050, 300}},
+             {"radius1", 110},
+             {"radius2", 170},
+             {"angle1", 300},
+             {"angle2", 50}},
             {{"transition", "LightToDark"}});
     }
 };
@@ -75,7 +95,8 @@ struct FiveCalls {
     explicit FiveCalls(const Recipe& r)
     {
         for (const studio::RoiEntry& entry : r.entries)
-            inputs.push_back(frontend::prepareInput(frontend::findTool(entry.tool), entry.parameters(), r.image, "", ""));
+            inputs.push_back(
+                frontend::prepareInput(frontend::findTool(entry.tool), entry.parameters(), r.image, "", ""));
     }
     void run()
     {

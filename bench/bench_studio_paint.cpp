@@ -75,8 +75,8 @@ void paint(benchmark::State& state, double scale)
     }
     for (auto _ : state)
         large.panAndPaint();
-    const auto [largeTime, smallTime] =
-        bench::fastestInterleaved(10, 5, [&] { large.panAndPaint(); }, [&] { small.panAndPaint(); });
+    const auto [largeTime, smallTime] = bench::fastestInterleaved(
+        10, 5, [&] { large.panAndPaint(); }, [&] { small.panAndPaint(); });
     state.counters["paint_ms"] = largeTime * 1e3;
     state.counters["small_ms"] = smallTime * 1e3;
     state.counters["x_small"] = largeTime / smallTime;

@@ -74,8 +74,8 @@ void radialBand(const RoiEntry& entry, const frontend::ToolInput& input, QPointF
     // One caliper angle per pixel along the outer circle.
     const double span = s.kind == RoiKind::Ring ? 360.0 : std::fmod(s.angle2 - s.angle1 + 720.0, 360.0);
     const double rows = std::ceil(qDegreesToRadians(span == 0 ? 360.0 : span) * outer);
-    const double fromStart = s.kind == RoiKind::Ring ? std::fmod(theta + 360.0, 360.0)
-                                                     : std::fmod(theta - s.angle1 + 720.0, 360.0);
+    const double fromStart =
+        s.kind == RoiKind::Ring ? std::fmod(theta + 360.0, 360.0) : std::fmod(theta - s.angle1 + 720.0, 360.0);
     if (!nearestBand(rows, width, step, fromStart / 360.0 * 2 * M_PI * outer, probe.index, probe.count))
         probe.index = probe.count = 0;
     // Screen angle of the outward ray (y down): the negated counter-clockwise one.
@@ -101,7 +101,8 @@ QPolygonF CaliperProbe::outline() const
 std::optional<CaliperProbe> probeCaliper(const RoiEntry& entry, const cv::Mat& image, QPointF at, std::string* why)
 {
     if (!hasSegmentCalipers(entry.tool)) {
-        fail(why, "the " + entry.tool + " tool has no segment calipers to probe (edge_points, line, circle and arc do)");
+        fail(why,
+             "the " + entry.tool + " tool has no segment calipers to probe (edge_points, line, circle and arc do)");
         return std::nullopt;
     }
     if (!entry.shape.contains(at, 0))

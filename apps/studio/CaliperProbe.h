@@ -19,10 +19,10 @@
 namespace studio {
 
 struct CaliperProbe {
-    RotateRectROI caliper;            // the band, straightened along its scan (its x axis)
+    RotateRectROI caliper; // the band, straightened along its scan (its x axis)
     frontend::ProfileSettings settings;
-    int index = 0, count = 0;         // which caliper of how many (bands along the ROI)
-    std::string note;                 // how the probe relates to the tool's own sampling
+    int index = 0, count = 0; // which caliper of how many (bands along the ROI)
+    std::string note;         // how the probe relates to the tool's own sampling
     frontend::Profile profile;
 
     /// The band's outline in image coordinates.

@@ -86,12 +86,12 @@ void FolderRunDialog::collect()
         }
     }
     table_->setRows(rows);
-    table_->setCaption(tr("%1 of %2 images, %3 ROI results failed%4")
-                           .arg(done)
-                           .arg(images_.size())
-                           .arg(failed)
-                           .arg(watcher_.isFinished() ? (watcher_.isCanceled() ? tr(" (cancelled)") : QString())
-                                                      : tr(" …")));
+    table_->setCaption(
+        tr("%1 of %2 images, %3 ROI results failed%4")
+            .arg(done)
+            .arg(images_.size())
+            .arg(failed)
+            .arg(watcher_.isFinished() ? (watcher_.isCanceled() ? tr(" (cancelled)") : QString()) : tr(" …")));
 }
 
 } // namespace studio

@@ -18,10 +18,10 @@ namespace studio {
 
 struct LoadedImage {
     QString path;
-    cv::Mat image;                  // what the tools get: grey, or colour in RGB order
-    QImage picture;                 // the same pixels for painting
-    std::vector<QImage> halvings;   // picture at 1/2, 1/4, ... down to about 512 px
-    QString error;                  // why the file could not be read; the rest is empty then
+    cv::Mat image;                // what the tools get: grey, or colour in RGB order
+    QImage picture;               // the same pixels for painting
+    std::vector<QImage> halvings; // picture at 1/2, 1/4, ... down to about 512 px
+    QString error;                // why the file could not be read; the rest is empty then
 
     /// The copy to paint from at `scale` screen pixels per image pixel, and its size
     /// factor (1 for the picture itself, 2 for the first halving, ...).

@@ -15,8 +15,8 @@ namespace studio {
 namespace {
 
 constexpr double kMinScale = 1.0 / 64, kMaxScale = 64;
-constexpr double kGrabDistance = 6;  // screen px around a handle or a ROI's outline
-constexpr double kSmallestDrag = 3;  // screen px: a shorter drag is a click
+constexpr double kGrabDistance = 6; // screen px around a handle or a ROI's outline
+constexpr double kSmallestDrag = 3; // screen px: a shorter drag is a click
 
 } // namespace
 
@@ -64,8 +64,8 @@ void ImageView::fitToWindow()
     }
     fitPending_ = false;
     const QSize size = document_.image()->picture.size();
-    view_.scale = std::clamp(std::min(width() / double(size.width()), height() / double(size.height())), kMinScale,
-                             kMaxScale);
+    view_.scale =
+        std::clamp(std::min(width() / double(size.width()), height() / double(size.height())), kMinScale, kMaxScale);
     centreOn(QPointF((size.width() - 1) / 2.0, (size.height() - 1) / 2.0));
 }
 
@@ -219,8 +219,8 @@ void ImageView::mouseMoveEvent(QMouseEvent* event)
         HandleRole role = HandleRole::Move;
         if (!drawKind_)
             setCursor(!grab(event->localPos(), id, role) ? Qt::ArrowCursor
-                      : role == HandleRole::Move        ? Qt::SizeAllCursor
-                                                        : Qt::CrossCursor);
+                      : role == HandleRole::Move         ? Qt::SizeAllCursor
+                                                         : Qt::CrossCursor);
         break;
     }
     }

@@ -29,8 +29,8 @@ const char* const kShapeLabels[] = {"Rotated rectangle", "Rectangle", "Ring", "A
 
 QString labelOf(RoiKind kind)
 {
-    return QObject::tr(kShapeLabels[static_cast<int>(std::find(allKinds().begin(), allKinds().end(), kind) -
-                                                     allKinds().begin())]);
+    return QObject::tr(
+        kShapeLabels[static_cast<int>(std::find(allKinds().begin(), allKinds().end(), kind) - allKinds().begin())]);
 }
 
 // The direction a scan runs the other way.
@@ -119,21 +119,29 @@ void MainWindow::buildDocks()
 void MainWindow::buildMenus()
 {
     QMenu* file = menuBar()->addMenu(tr("&File"));
-    file->addAction(tr("&Open image…"), this, [this] {
-        const QString path = QFileDialog::getOpenFileName(
-            this, tr("Open image"), QString(), tr("Images (*.png *.bmp *.jpg *.jpeg *.tif *.tiff)"), nullptr,
-            QFileDialog::DontUseNativeDialog);
-        if (!path.isEmpty())
-            openImage(path);
-    }, QKeySequence::Open);
-    file->addAction(tr("Open &folder…"), this, [this] {
-        const QString folder = QFileDialog::getExistingDirectory(this, tr("Open folder"), QString(),
-                                                                 QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
-        if (!folder.isEmpty())
-            openFolder(folder);
-    }, QKeySequence(tr("Ctrl+Shift+O")));
-    file->addAction(tr("&Next image"), this, [this] { stepImage(1); }, QKeySequence(Qt::Key_PageDown));
-    file->addAction(tr("&Previous image"), this, [this] { stepImage(-1); }, QKeySequence(Qt::Key_PageUp));
+    file->addAction(
+        tr("&Open image…"), this,
+        [this] {
+            const QString path = QFileDialog::getOpenFileName(this, tr("Open image"), QString(),
+                                                              tr("Images (*.png *.bmp *.jpg *.jpeg *.tif *.tiff)"),
+                                                              nullptr, QFileDialog::DontUseNativeDialog);
+            if (!path.isEmpty())
+                openImage(path);
+        },
+        QKeySequence::Open);
+    file->addAction(
+        tr("Open &folder…"), this,
+        [this] {
+            const QString folder = QFileDialog::getExistingDirectory(
+                this, tr("Open folder"), QString(), QFileDialog::ShowDirsOnly | QFileDialog::DontUseNativeDialog);
+            if (!folder.isEmpty())
+                openFolder(folder);
+        },
+        QKeySequence(tr("Ctrl+Shift+O")));
+    file->addAction(
+        tr("&Next image"), this, [this] { stepImage(1); }, QKeySequence(Qt::Key_PageDown));
+    file->addAction(
+        tr("&Previous image"), this, [this] { stepImage(-1); }, QKeySequence(Qt::Key_PageUp));
     file->addSeparator();
     file->addAction(tr("&Import ROI from parameters file…"), this, &MainWindow::askImportParameters);
     file->addAction(tr("&Export ROI as parameters file…"), this, &MainWindow::askExportParameters,
@@ -176,8 +184,8 @@ void MainWindow::buildMenus()
         action->setCheckable(true);
         action->setToolTip(kind == RoiKind::Ring || kind == RoiKind::Arc
                                ? tr("Drag from the centre of a circle to its rim")
-                               : kind == RoiKind::RotatedRect ? tr("Drag along the scan direction, across the edge")
-                                                              : tr("Drag from corner to corner"));
+                           : kind == RoiKind::RotatedRect ? tr("Drag along the scan direction, across the edge")
+                                                          : tr("Drag from corner to corner"));
         drawGroup_->addAction(action);
         bar->addAction(action);
         connect(action, &QAction::triggered, this, [this, kind, action] {
@@ -189,14 +197,17 @@ void MainWindow::buildMenus()
     QMenu* viewMenu = menuBar()->addMenu(tr("&View"));
     QAction* fit = viewMenu->addAction(tr("&Fit to window"), view_, &ImageView::fitToWindow, QKeySequence(tr("F")));
     viewMenu->addAction(tr("&Actual size"), view_, &ImageView::zoomToActualSize, QKeySequence(tr("Ctrl+1")));
-    viewMenu->addAction(tr("Zoom &in"), this, [this] { view_->zoomAt(view_->rect().center(), 1.25); },
-                        QKeySequence::ZoomIn);
-    viewMenu->addAction(tr("Zoom &out"), this, [this] { view_->zoomAt(view_->rect().center(), 0.8); },
-                        QKeySequence::ZoomOut);
-    viewMenu->addAction(tr("&Centre on ROI"), this, [this] {
-        if (const RoiEntry* roi = document_.roi(document_.selectedId()))
-            view_->centreOn(roi->shape.bounds().center());
-    }, QKeySequence(tr("C")));
+    viewMenu->addAction(
+        tr("Zoom &in"), this, [this] { view_->zoomAt(view_->rect().center(), 1.25); }, QKeySequence::ZoomIn);
+    viewMenu->addAction(
+        tr("Zoom &out"), this, [this] { view_->zoomAt(view_->rect().center(), 0.8); }, QKeySequence::ZoomOut);
+    viewMenu->addAction(
+        tr("&Centre on ROI"), this,
+        [this] {
+            if (const RoiEntry* roi = document_.roi(document_.selectedId()))
+                view_->centreOn(roi->shape.bounds().center());
+        },
+        QKeySequence(tr("C")));
     viewMenu->addSeparator();
     for (QDockWidget* dock : findChildren<QDockWidget*>())
         viewMenu->addAction(dock->toggleViewAction());
@@ -308,10 +319,10 @@ bool MainWindow::isIdle() const
     return !loading_ && !document_.isMeasuring();
 }
 
-void MainWindow::reportError(const QString& title, const QString& message, bool quiet)
+void MainWindow::reportError(const QString& title, const QString& message)
 {
     statusBar()->showMessage(message, 10000);
-    if (!quiet)
+    if (!quiet_)
         QMessageBox::warning(this, title, message);
 }
 
@@ -338,7 +349,8 @@ void MainWindow::imageLoaded()
         return;
     }
     if (!image->error.isEmpty()) {
-        reportError(tr("Open image"), image->error, true);
+        emit loadFailed(image->error);
+        reportError(tr("Open image"), image->error);
         return;
     }
     statusBar()->clearMessage();
@@ -349,7 +361,7 @@ void MainWindow::openFolder(const QString& folder)
 {
     const QStringList images = imagesInFolder(folder);
     if (images.isEmpty()) {
-        reportError(tr("Open folder"), tr("%1: no images (png, bmp, jpg, tif) found").arg(folder), false);
+        reportError(tr("Open folder"), tr("%1: no images (png, bmp, jpg, tif) found").arg(folder));
         return;
     }
     folderImages_ = images;
@@ -366,7 +378,7 @@ void MainWindow::stepImage(int by)
     updateTitle();
 }
 
-bool MainWindow::openPath(const QString& path, QString* error, bool quiet)
+bool MainWindow::openPath(const QString& path, QString* error)
 {
     const QFileInfo info(path);
     QString message;
@@ -392,7 +404,7 @@ bool MainWindow::openPath(const QString& path, QString* error, bool quiet)
     }
     if (error)
         *error = message;
-    reportError(tr("Open"), message, quiet);
+    reportError(tr("Open"), message);
     return false;
 }
 
@@ -421,8 +433,8 @@ void MainWindow::flipDirection()
 void MainWindow::runFolder()
 {
     if (document_.rois().empty()) {
-        reportError(tr("Run on a folder"), tr("Draw or import a ROI first: the run measures every ROI in every image."),
-                    false);
+        reportError(tr("Run on a folder"),
+                    tr("Draw or import a ROI first: the run measures every ROI in every image."));
         return;
     }
     const QString folder = QFileDialog::getExistingDirectory(this, tr("Run the ROIs on every image of a folder"),

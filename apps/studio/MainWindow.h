@@ -31,8 +31,8 @@ public:
     ProfileView& profile() { return *profile_; }
 
     /// Opens an image file, a folder (its first image) or a parameters file by what it is;
-    /// messages go to a box unless `quiet`, and `error` receives them.
-    bool openPath(const QString& path, QString* error = nullptr, bool quiet = false);
+    /// a refusal is reported (see setQuiet) and `error` receives it.
+    bool openPath(const QString& path, QString* error = nullptr);
     void openImage(const QString& path);
     void openFolder(const QString& folder);
     void stepImage(int by);
@@ -46,8 +46,15 @@ public:
     /// elsewhere the last one stays, so that settings can be tuned while it shows.
     void probeAt(QPointF at);
 
+    /// Errors go to the status bar only, never to a message box (unattended runs).
+    void setQuiet(bool quiet) { quiet_ = quiet; }
+
     /// Nothing loading, nothing being measured.
     bool isIdle() const;
+
+signals:
+    /// An image could not be read; `message` names the file and why.
+    void loadFailed(const QString& message);
 
 protected:
     void dragEnterEvent(QDragEnterEvent* event) override;
@@ -65,7 +72,7 @@ private:
     void runFolder();
     void askImportParameters();
     void askExportParameters();
-    void reportError(const QString& title, const QString& message, bool quiet);
+    void reportError(const QString& title, const QString& message);
 
     StudioDocument document_;
     ImageView* view_;
@@ -82,6 +89,7 @@ private:
     int folderIndex_ = -1;
     QFutureWatcher<SharedImage> loader_;
     bool loading_ = false;
+    bool quiet_ = false;
     QString queuedImage_; // asked for while another one loads
 };
 

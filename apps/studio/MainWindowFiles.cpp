@@ -54,9 +54,9 @@ int MainWindow::importParameters(const QString& path, const std::string& toolNam
             entry.tool = candidates.front();
         if (entry.tool.empty())
             throw frontend::InputError(source + ": " +
-                                       (candidates.empty() ? "no tool takes this ROI with these settings"
-                                                           : "tools " + frontend::joined(candidates) +
-                                                                 " all take it: name one"));
+                                       (candidates.empty()
+                                            ? "no tool takes this ROI with these settings"
+                                            : "tools " + frontend::joined(candidates) + " all take it: name one"));
     }
     parameters.erase("roi");
     entry.settings = validatedSettings(frontend::findTool(entry.tool), parameters, source);
@@ -77,9 +77,9 @@ void MainWindow::exportParameters(int id, const QString& path) const
 
 void MainWindow::askImportParameters()
 {
-    const QString path = QFileDialog::getOpenFileName(this, tr("Import ROI from parameters file"), QString(),
-                                                      tr("Parameters (*.json)"), nullptr,
-                                                      QFileDialog::DontUseNativeDialog);
+    const QString path =
+        QFileDialog::getOpenFileName(this, tr("Import ROI from parameters file"), QString(), tr("Parameters (*.json)"),
+                                     nullptr, QFileDialog::DontUseNativeDialog);
     if (path.isEmpty())
         return;
     try {
@@ -98,7 +98,7 @@ void MainWindow::askImportParameters()
         try {
             importParameters(path, tool.toStdString());
         } catch (const frontend::InputError& again) {
-            reportError(tr("Import ROI"), QString::fromStdString(again.what()), false);
+            reportError(tr("Import ROI"), QString::fromStdString(again.what()));
         }
     }
 }
@@ -107,13 +107,12 @@ void MainWindow::askExportParameters()
 {
     const RoiEntry* entry = document_.roi(document_.selectedId());
     if (!entry) {
-        reportError(tr("Export ROI"), tr("Select a ROI first"), false);
+        reportError(tr("Export ROI"), tr("Select a ROI first"));
         return;
     }
-    const QString path =
-        QFileDialog::getSaveFileName(this, tr("Export ROI as parameters file"),
-                                     QString::fromStdString(entry->tool + ".json"), tr("Parameters (*.json)"), nullptr,
-                                     QFileDialog::DontUseNativeDialog);
+    const QString path = QFileDialog::getSaveFileName(
+        this, tr("Export ROI as parameters file"), QString::fromStdString(entry->tool + ".json"),
+        tr("Parameters (*.json)"), nullptr, QFileDialog::DontUseNativeDialog);
     if (path.isEmpty())
         return;
     try {
@@ -122,7 +121,7 @@ void MainWindow::askExportParameters()
                                      .arg(path, QString::fromStdString(entry->tool)),
                                  15000);
     } catch (const frontend::InputError& e) {
-        reportError(tr("Export ROI"), QString::fromStdString(e.what()), false);
+        reportError(tr("Export ROI"), QString::fromStdString(e.what()));
     }
 }
 

@@ -20,9 +20,9 @@ namespace studio {
 
 /// One ROI of a recipe: the tool, the shape it measures in and the tool's settings.
 struct RoiEntry {
-    int id = 0;           // stable while the ROI exists
-    std::string name;     // names the ROI in messages, lists and recipes
-    std::string tool;     // a frontend::tools() name
+    int id = 0;       // stable while the ROI exists
+    std::string name; // names the ROI in messages, lists and recipes
+    std::string tool; // a frontend::tools() name
     RoiShape shape;
     json settings = json::object(); // any of the tool's settings; defaults fill the rest
 
@@ -38,9 +38,9 @@ struct Measurement {
     bool success = false; // the tool's own verdict
     json settings;        // every setting as run, defaults filled in
     json outputs = json::object();
-    json quality = nullptr;               // uncertainties and 95 % intervals; null: not judged
-    json diagnostics = json::object();    // per-point residuals and inliers; "failure": why not
-    double microseconds = 0; // in the library call(s)
+    json quality = nullptr;            // uncertainties and 95 % intervals; null: not judged
+    json diagnostics = json::object(); // per-point residuals and inliers; "failure": why not
+    double microseconds = 0;           // in the library call(s)
 };
 
 /// The settings a tool starts with: each parameter's default.

@@ -119,7 +119,8 @@ QWidget* ParamPanel::editorFor(const frontend::ParamDefinition& d)
     }
     case frontend::ParamType::Boolean: {
         auto* box = new QCheckBox;
-        connect(box, &QCheckBox::toggled, this, [this, name](bool value) { document_.setSetting(shownId_, name, value); });
+        connect(box, &QCheckBox::toggled, this,
+                [this, name](bool value) { document_.setSetting(shownId_, name, value); });
         editor = box;
         break;
     }
@@ -127,9 +128,8 @@ QWidget* ParamPanel::editorFor(const frontend::ParamDefinition& d)
         auto* list = new QComboBox;
         for (const std::string& choice : d.choices)
             list->addItem(QString::fromStdString(choice));
-        connect(list, qOverload<int>(&QComboBox::currentIndexChanged), this, [this, name, list] {
-            document_.setSetting(shownId_, name, list->currentText().toStdString());
-        });
+        connect(list, qOverload<int>(&QComboBox::currentIndexChanged), this,
+                [this, name, list] { document_.setSetting(shownId_, name, list->currentText().toStdString()); });
         editor = list;
         break;
     }

@@ -24,8 +24,8 @@ public:
     explicit ParamPanel(StudioDocument& document, QWidget* parent = nullptr);
 
 private:
-    void rebuild();           // another ROI or another tool: a new form
-    void showValues();        // the same form, values changed elsewhere
+    void rebuild();    // another ROI or another tool: a new form
+    void showValues(); // the same form, values changed elsewhere
     void showMeasurement();
     QWidget* editorFor(const frontend::ParamDefinition& definition);
 

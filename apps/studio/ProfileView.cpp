@@ -23,7 +23,8 @@ struct Plot {
     double y(double value) const { return area.bottom() - area.height() * (value - low) / (high - low); }
 };
 
-void drawCurve(QPainter& painter, const Plot& plot, const std::vector<float>& values, const QColor& colour, double width)
+void drawCurve(QPainter& painter, const Plot& plot, const std::vector<float>& values, const QColor& colour,
+               double width)
 {
     QPainterPath path;
     for (size_t i = 0; i < values.size(); ++i) {
@@ -106,10 +107,11 @@ void ProfileView::paintEvent(QPaintEvent*)
     drawCurve(painter, grey, p.grey, kGrey, 1);
     drawCurve(painter, grey, p.smoothed, kSmoothed, 1.5);
 
-    drawFrame(painter, strength, tr("edge strength along the scan (%1)").arg(
-                                      s.transition == BothTransitions ? tr("both polarities")
-                                      : s.transition == LightToDark   ? tr("light to dark only")
-                                                                      : tr("dark to light only")));
+    drawFrame(painter, strength,
+              tr("edge strength along the scan (%1)")
+                  .arg(s.transition == BothTransitions ? tr("both polarities")
+                       : s.transition == LightToDark   ? tr("light to dark only")
+                                                       : tr("dark to light only")));
     painter.setPen(QPen(kAxis, 1, Qt::DotLine));
     painter.drawLine(QPointF(strength.area.left(), strength.y(0)), QPointF(strength.area.right(), strength.y(0)));
     drawCurve(painter, strength, p.strength, kStrength, 1.5);

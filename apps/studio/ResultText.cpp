@@ -106,8 +106,8 @@ std::string resultSummary(const Measurement& m, bool brief)
     if (o.contains("centre"))
         parts.push_back("centre " + pointText(o.at("centre")));
     if (o.contains("startAngle"))
-        parts.push_back(fixed(o.at("startAngle").get<double>(), 1) + "° .. " + fixed(o.at("endAngle").get<double>(), 1) +
-                        "°");
+        parts.push_back(fixed(o.at("startAngle").get<double>(), 1) + "° .. " +
+                        fixed(o.at("endAngle").get<double>(), 1) + "°");
     if (o.contains("point"))
         parts.push_back("edge " + pointText(o.at("point")));
     if (o.contains("angle"))

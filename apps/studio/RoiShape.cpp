@@ -94,7 +94,8 @@ void dragRectangleHandle(RoiShape& s, HandleRole role, QPointF to)
     const QPointF local(dot(to - f.centre, f.ux), dot(to - f.centre, f.uy));
     double left = -f.width / 2, right = f.width / 2, top = -f.height / 2, bottom = f.height / 2;
     const bool movesLeft = role == HandleRole::Left || role == HandleRole::TopLeft || role == HandleRole::BottomLeft;
-    const bool movesRight = role == HandleRole::Right || role == HandleRole::TopRight || role == HandleRole::BottomRight;
+    const bool movesRight =
+        role == HandleRole::Right || role == HandleRole::TopRight || role == HandleRole::BottomRight;
     const bool movesTop = role == HandleRole::Top || role == HandleRole::TopLeft || role == HandleRole::TopRight;
     const bool movesBottom =
         role == HandleRole::Bottom || role == HandleRole::BottomLeft || role == HandleRole::BottomRight;
@@ -290,10 +291,14 @@ std::vector<Handle> RoiShape::handles(double offset) const
         const Frame f = frameOf(*this);
         const QPointF x = f.ux * (f.width / 2), y = f.uy * (f.height / 2);
         std::vector<Handle> list = {
-            {HandleRole::Move, f.centre},         {HandleRole::TopLeft, f.centre - x - y},
-            {HandleRole::TopRight, f.centre + x - y}, {HandleRole::BottomRight, f.centre + x + y},
-            {HandleRole::BottomLeft, f.centre - x + y}, {HandleRole::Left, f.centre - x},
-            {HandleRole::Right, f.centre + x},    {HandleRole::Top, f.centre - y},
+            {HandleRole::Move, f.centre},
+            {HandleRole::TopLeft, f.centre - x - y},
+            {HandleRole::TopRight, f.centre + x - y},
+            {HandleRole::BottomRight, f.centre + x + y},
+            {HandleRole::BottomLeft, f.centre - x + y},
+            {HandleRole::Left, f.centre - x},
+            {HandleRole::Right, f.centre + x},
+            {HandleRole::Top, f.centre - y},
             {HandleRole::Bottom, f.centre + y},
         };
         if (kind == RoiKind::RotatedRect)
@@ -367,8 +372,7 @@ bool RoiShape::contains(QPointF p, double tolerance) const
     case RoiKind::Ring:
     case RoiKind::Arc: {
         const double r = length(p - centre);
-        const bool inBand =
-            r >= std::min(radius1, radius2) - tolerance && r <= std::max(radius1, radius2) + tolerance;
+        const bool inBand = r >= std::min(radius1, radius2) - tolerance && r <= std::max(radius1, radius2) + tolerance;
         if (!inBand || kind == RoiKind::Ring)
             return inBand;
         // The tolerance as an angle at this radius widens the span at both ends.

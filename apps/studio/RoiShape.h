@@ -28,13 +28,22 @@ enum class RoiKind { RotatedRect, Rect, Line, Ring, Arc };
 
 /// What dragging a handle changes.
 enum class HandleRole {
-    Move,                                      // the whole shape (its centre or body)
-    TopLeft, TopRight, BottomRight, BottomLeft, // rectangle corners: the opposite corner stays
-    Left, Right, Top, Bottom,                   // rectangle sides: the opposite side stays
-    Rotate,                                     // rotated rectangle: the angle
-    Start, End,                                 // line ends
-    Radius1, Radius2,                           // ring and arc radii
-    Angle1, Angle2,                             // arc angles
+    Move, // the whole shape (its centre or body)
+    TopLeft,
+    TopRight,
+    BottomRight,
+    BottomLeft, // rectangle corners: the opposite corner stays
+    Left,
+    Right,
+    Top,
+    Bottom, // rectangle sides: the opposite side stays
+    Rotate, // rotated rectangle: the angle
+    Start,
+    End, // line ends
+    Radius1,
+    Radius2, // ring and arc radii
+    Angle1,
+    Angle2, // arc angles
 };
 
 struct Handle {
@@ -44,11 +53,11 @@ struct Handle {
 
 struct RoiShape {
     RoiKind kind = RoiKind::RotatedRect;
-    QPointF centre;               // rotated_rect, ring, arc
-    double angle = 0;             // rotated_rect, degrees
-    double width = 0, height = 0; // rotated_rect, rect
-    QPointF topLeft;              // rect: x, y
-    QPointF start, end;           // line
+    QPointF centre;                  // rotated_rect, ring, arc
+    double angle = 0;                // rotated_rect, degrees
+    double width = 0, height = 0;    // rotated_rect, rect
+    QPointF topLeft;                 // rect: x, y
+    QPointF start, end;              // line
     double radius1 = 0, radius2 = 0; // ring, arc (either order)
     double angle1 = 0, angle2 = 0;   // arc, degrees
 

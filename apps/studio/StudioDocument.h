@@ -59,8 +59,8 @@ public:
 
 signals:
     void imageChanged();
-    void roisChanged();          // added, removed, renamed, reordered
-    void roiEdited(int id);      // shape, tool or settings
+    void roisChanged();     // added, removed, renamed, reordered
+    void roiEdited(int id); // shape, tool or settings
     void selectionChanged(int id);
     void measured();
 

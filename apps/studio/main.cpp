@@ -57,8 +57,8 @@ int main(int argc, char** argv)
     parser.addHelpOption();
     parser.addPositionalArgument("paths", "Images, a folder, or parameters files (.json) to open", "[paths...]");
     const QCommandLineOption tool("tool", "Tool that measures the ROIs of the parameters files given", "name");
-    const QCommandLineOption screenshot("screenshot",
-                                        "Render the window into a PNG (256 colours) once measured, then quit", "out.png");
+    const QCommandLineOption screenshot(
+        "screenshot", "Render the window into a PNG (256 colours) once measured, then quit", "out.png");
     const QCommandLineOption size("size", "Window size, e.g. 1400x900", "WxH", "1400x900");
     const QCommandLineOption probe("probe", "Show the caliper profile at this image point", "x,y");
     parser.addOptions({tool, screenshot, size, probe});
@@ -75,6 +75,12 @@ int main(int argc, char** argv)
     window.show();
 
     const bool batch = parser.isSet(screenshot);
+    window.setQuiet(batch);
+    if (batch)
+        QObject::connect(&window, &studio::MainWindow::loadFailed, [](const QString& message) {
+            std::fprintf(stderr, "functions-studio: %s\n", qPrintable(message));
+            QApplication::exit(2);
+        });
     for (const QString& path : parser.positionalArguments()) {
         QString error;
         bool opened = false;
@@ -88,7 +94,7 @@ int main(int argc, char** argv)
                     QMessageBox::warning(&window, QObject::tr("Open"), error);
             }
         } else {
-            opened = window.openPath(path, &error, batch);
+            opened = window.openPath(path, &error);
         }
         if (!opened && batch) {
             std::fprintf(stderr, "functions-studio: %s\n", qPrintable(error));

@@ -96,18 +96,25 @@ void StudioSessionTest::scanArrowPointsTheWayTheToolScans_data()
         const QPointF mid = along(ray, 40);
         const auto rotated = [&](double angle, double width, double height) {
             return QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": %3, "width": %4, "height": %5})")
-                .arg(mid.x()).arg(mid.y()).arg(angle).arg(width).arg(height);
+                .arg(mid.x())
+                .arg(mid.y())
+                .arg(angle)
+                .arg(width)
+                .arg(height);
         };
         const double ccw = -ray; // the same ray counter-clockwise with y up
         const QString ring = R"({"type": "ring", "centre": [200, 200], "radius1": 10, "radius2": 80})";
-        const QString arc = QString(R"({"type": "arc", "centre": [200, 200], "radius1": 10, "radius2": 80, "angle1": %1, "angle2": %2})")
-                                .arg(ccw - 40).arg(ccw + 40);
+        const QString arc =
+            QString(
+                R"({"type": "arc", "centre": [200, 200], "radius1": 10, "radius2": 80, "angle1": %1, "angle2": %2})")
+                .arg(ccw - 40)
+                .arg(ccw + 40);
         const QString name = QString::number(ray) + " deg ";
         for (const char* d : {"LeftToRight", "RightToLeft"}) {
-            QTest::newRow(qPrintable(name + "edge_point " + d)) << "edge_point" << rotated(ray, 80, 12)
-                                                                  << QString(R"({"direction": "%1"})").arg(d);
-            QTest::newRow(qPrintable(name + "line " + d)) << "line" << rotated(ray, 80, 24)
-                                                            << QString(R"({"direction": "%1", "segmentStep": 4})").arg(d);
+            QTest::newRow(qPrintable(name + "edge_point " + d))
+                << "edge_point" << rotated(ray, 80, 12) << QString(R"({"direction": "%1"})").arg(d);
+            QTest::newRow(qPrintable(name + "line " + d))
+                << "line" << rotated(ray, 80, 24) << QString(R"({"direction": "%1", "segmentStep": 4})").arg(d);
             QTest::newRow(qPrintable(name + "circle on a ring " + d))
                 << "circle" << ring << QString(R"({"direction": "%1", "bestEdgePerCaliper": false})").arg(d);
             QTest::newRow(qPrintable(name + "arc " + d))
@@ -153,18 +160,24 @@ void StudioSessionTest::probedCaliperFindsTheToolsEdge_data()
     // Straight calipers sample as the tools do; the circle tools' polar unwrap is only
     // approximated by a straight radial caliper.
     const QPointF mid = along(35, 40);
-    const QString turned = QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": 35, "width": 80, "height": 40})")
-                               .arg(mid.x()).arg(mid.y());
-    const QString across = QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": 125, "width": 40, "height": 80})")
-                               .arg(mid.x()).arg(mid.y());
+    const QString turned =
+        QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": 35, "width": 80, "height": 40})")
+            .arg(mid.x())
+            .arg(mid.y());
+    const QString across =
+        QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": 125, "width": 40, "height": 80})")
+            .arg(mid.x())
+            .arg(mid.y());
     QTest::newRow("line") << "line" << turned << R"({"segmentStep": 4})" << mid + QPointF(3, -5) << 1e-3;
     QTest::newRow("edge_points, backward") << "edge_points" << turned << R"({"direction": "Backward"})" << mid << 1e-3;
-    QTest::newRow("edge_points along the height") << "edge_points" << across << R"({"scanAxis": "AlongHeight"})"
-                                                  << mid + QPointF(-4, 2) << 1e-3;
+    QTest::newRow("edge_points along the height")
+        << "edge_points" << across << R"({"scanAxis": "AlongHeight"})" << mid + QPointF(-4, 2) << 1e-3;
     QTest::newRow("edge_points, upright rectangle")
-        << "edge_points" << R"({"type": "rect", "x": 200, "y": 180, "width": 80, "height": 40})" << "{}"
-        << QPointF(240, 205) << 1e-3;
-    QTest::newRow("circle, inwards") << "circle" << R"({"type": "ring", "centre": [200, 200], "radius1": 40, "radius2": 80})"
+        << "edge_points"
+        << R"({"type": "rect", "x": 200, "y": 180, "width": 80, "height": 40})"
+        << "{}" << QPointF(240, 205) << 1e-3;
+    QTest::newRow("circle, inwards") << "circle"
+                                     << R"({"type": "ring", "centre": [200, 200], "radius1": 40, "radius2": 80})"
                                      << R"({"direction": "RightToLeft"})" << along(-60, 50) << 0.5;
 }
 
@@ -193,9 +206,11 @@ void StudioSessionTest::shapesAgreeWithTheSharedLayer()
     // Corners in the order and turn the library gives them, and ring and arc angles
     // counter-clockwise with y up as the shared layer's outline draws them.
     const RoiShape rotated = RoiShape::fromJson(
-        json::parse(R"({"type": "rotated_rect", "centre": [120.5, 80.2], "angle": 33, "width": 90, "height": 20})"), "t");
+        json::parse(R"({"type": "rotated_rect", "centre": [120.5, 80.2], "angle": 33, "width": 90, "height": 20})"),
+        "t");
     const RoiShape arc = RoiShape::fromJson(
-        json::parse(R"({"type": "arc", "centre": [150, 140], "radius1": 40, "radius2": 70, "angle1": 300, "angle2": 50})"),
+        json::parse(
+            R"({"type": "arc", "centre": [150, 140], "radius1": 40, "radius2": 70, "angle1": 300, "angle2": 50})"),
         "t");
     for (const RoiShape& shape : {rotated, arc}) {
         const frontend::RoiInput parsed = frontend::parseRoi(shape.toJson(), {kindName(shape.kind)}, "t");
@@ -225,8 +240,9 @@ void StudioSessionTest::shapesAgreeWithTheSharedLayer()
 
 void StudioSessionTest::draggedCornerLeavesTheOppositeCornerInPlace()
 {
-    for (const char* text : {R"({"type": "rotated_rect", "centre": [100, 100], "angle": 30, "width": 60, "height": 20})",
-                             R"({"type": "rect", "x": 40, "y": 50, "width": 60, "height": 20})"}) {
+    for (const char* text :
+         {R"({"type": "rotated_rect", "centre": [100, 100], "angle": 30, "width": 60, "height": 20})",
+          R"({"type": "rect", "x": 40, "y": 50, "width": 60, "height": 20})"}) {
         RoiShape shape = RoiShape::fromJson(json::parse(text), "t");
         const QPolygonF before = shape.corners();
         const QPointF target = before[2] + QPointF(7.3, 4.1); // bottom-right, pulled outwards
@@ -249,10 +265,14 @@ void StudioSessionTest::onlyChangedRoisAreMeasuredAgain()
         entries[i].id = i + 1;
         entries[i].name = "ray" + std::to_string(i);
         entries[i].tool = "edge_point";
-        entries[i].shape = RoiShape::fromJson(json::parse(QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": %3, "width": 80, "height": 12})")
-                                                              .arg(along(i * 100, 40).x()).arg(along(i * 100, 40).y()).arg(i * 100)
-                                                              .toStdString()),
-                                              "t");
+        entries[i].shape = RoiShape::fromJson(
+            json::parse(
+                QString(R"({"type": "rotated_rect", "centre": [%1, %2], "angle": %3, "width": 80, "height": 12})")
+                    .arg(along(i * 100, 40).x())
+                    .arg(along(i * 100, 40).y())
+                    .arg(i * 100)
+                    .toStdString()),
+            "t");
     }
     MeasureSession session;
     session.setImage(annulus(), "annulus");
@@ -281,7 +301,8 @@ void StudioSessionTest::resultsTableQuotesAndUnitesColumns()
     circle.entry.name = "hole \"A\"";
     circle.entry.tool = "circle";
     circle.measurement.ran = circle.measurement.success = true;
-    circle.measurement.outputs = json::parse(R"({"centre": [1.5, 2.25], "radius": 3.125, "edgePoints": [[1, 2], [3, 4], [5, 6]]})");
+    circle.measurement.outputs =
+        json::parse(R"({"centre": [1.5, 2.25], "radius": 3.125, "edgePoints": [[1, 2], [3, 4], [5, 6]]})");
     failed.image = "c.png";
     failed.entry.name = "edge";
     failed.entry.tool = "edge_point";

@@ -1,6 +1,7 @@
 // The studio driven as a user drives it (mouse, panel, menus) on the demo scene, checked
 // against direct library calls and against the command-line tool.
 
+#include "DemoScene.h"
 #include "ImageView.h"
 #include "MainWindow.h"
 #include "ProfileView.h"
@@ -8,6 +9,8 @@
 #include "ResultsTable.h"
 
 #include <Functions.h>
+
+#include <opencv2/imgcodecs.hpp>
 
 #include <QAction>
 #include <QApplication>
@@ -34,6 +37,7 @@ private slots:
     void drawnRingMeasuresWhatTheLibraryMeasures();
     void savedRoisRunUnchangedInTheCommandLineTool();
     void everyMenuAndEveryToolRunsOnTheDemoScene();
+    void screenshotOptionRendersTheMeasuredWindow();
 
 private:
     /// The demo scene in a shown window; with the examples, one ROI per tool as they teach it.
@@ -44,17 +48,16 @@ private:
 
     QTemporaryDir dir_;
     QString scene_;
+    demo::Disc hole_; // the scene's bored hole
 };
 
 void StudioWindowTest::initTestCase()
 {
     QVERIFY(dir_.isValid());
-    QProcess demo;
-    demo.start(FUNCTIONS_CLI, {"demo", "--out", dir_.path()});
-    QVERIFY(demo.waitForFinished(180000));
-    QCOMPARE(demo.exitCode(), 0);
+    const demo::SceneImage scene = demo::renderDemoScene();
     scene_ = dir_.filePath("scene.png");
-    QVERIFY(QFileInfo::exists(scene_));
+    QVERIFY(cv::imwrite(scene_.toStdString(), scene.grey));
+    hole_ = scene.truth.hole;
 }
 
 void StudioWindowTest::waitIdle(MainWindow& window)
@@ -97,17 +100,15 @@ void StudioWindowTest::drawnRingMeasuresWhatTheLibraryMeasures()
     openScene(window);
     ImageView& view = window.imageView();
     view.zoomAt(QPointF(0, 0), 1.0); // the view as fitted
-    // The scene's hole: 75 px radius, 120 px left of the plate's centre (430, 330) along
-    // the plate's 10 degree axis.
-    const double a = 10 * M_PI / 180;
-    const QPointF hole(430 - 120 * std::cos(a), 330 - 120 * std::sin(a));
+    const QPointF hole(hole_.centre.x, hole_.centre.y);
+    const double rim = hole_.radius;
 
     // Draw: the ring tool, a drag from the hole's centre to its rim.
     window.findChild<QAction*>("draw_ring")->trigger();
     QTest::mousePress(&view, Qt::LeftButton, {}, widgetPoint(window, hole));
-    dragTo(&view, widgetPoint(window, hole + QPointF(40, 0)));
-    dragTo(&view, widgetPoint(window, hole + QPointF(75, 0)));
-    QTest::mouseRelease(&view, Qt::LeftButton, {}, widgetPoint(window, hole + QPointF(75, 0)));
+    dragTo(&view, widgetPoint(window, hole + QPointF(rim / 2, 0)));
+    dragTo(&view, widgetPoint(window, hole + QPointF(rim, 0)));
+    QTest::mouseRelease(&view, Qt::LeftButton, {}, widgetPoint(window, hole + QPointF(rim, 0)));
     QCOMPARE(window.document().rois().size(), size_t(1));
     const int id = window.document().rois().front().id;
     QCOMPARE(window.document().rois().front().tool, std::string("circle"));
@@ -156,11 +157,11 @@ void StudioWindowTest::drawnRingMeasuresWhatTheLibraryMeasures()
     QCOMPARE(shown.outputs.at("centre")[0].get<double>(), param.centre.x);
     QCOMPARE(shown.outputs.at("centre")[1].get<double>(), param.centre.y);
     QCOMPARE(shown.outputs.at("edgePoints").size(), param.edgePoints.size());
-    QVERIFY(std::abs(param.radius - 75) < 0.5); // the hole, not another edge
+    QVERIFY(std::abs(param.radius - rim) < 0.5); // the hole, not another edge
 
     // The mouse over the band: the profile of the caliper there, with the tuned settings,
     // its first edge on the circle.
-    const QPoint over = widgetPoint(window, hole + QPointF(0, 75));
+    const QPoint over = widgetPoint(window, hole + QPointF(0, rim));
     QMouseEvent hover(QEvent::MouseMove, over, view.mapToGlobal(over), Qt::NoButton, Qt::NoButton, Qt::NoModifier);
     QApplication::sendEvent(&view, &hover);
     const std::optional<CaliperProbe>& probe = window.profile().probe();
@@ -207,7 +208,8 @@ void StudioWindowTest::savedRoisRunUnchangedInTheCommandLineTool()
         // Every digit of every number, the same trust in them and the same verdict.
         const Measurement& shown = *window.document().measurement(roi.id);
         QCOMPARE(QString::fromStdString(record.at("outputs").dump()), QString::fromStdString(shown.outputs.dump()));
-        QCOMPARE(QString::fromStdString(record.value("quality", json()).dump()), QString::fromStdString(shown.quality.dump()));
+        QCOMPARE(QString::fromStdString(record.value("quality", json()).dump()),
+                 QString::fromStdString(shown.quality.dump()));
         QCOMPARE(QString::fromStdString(record.value("diagnostics", json::object()).dump()),
                  QString::fromStdString(shown.diagnostics.dump()));
         QCOMPARE(record.at("success").get<bool>(), shown.success);
@@ -274,6 +276,23 @@ void StudioWindowTest::everyMenuAndEveryToolRunsOnTheDemoScene()
     QApplication::sendEvent(&window, &drop);
     const QString first = imagesInFolder(dir_.path()).front();
     QTRY_COMPARE_WITH_TIMEOUT(window.document().image()->path, first, 30000);
+}
+
+void StudioWindowTest::screenshotOptionRendersTheMeasuredWindow()
+{
+    const QString out = dir_.filePath("shot.png");
+    QProcess studio;
+    studio.start(FUNCTIONS_STUDIO, {scene_, QDir(FUNCTIONS_EXAMPLES_DIR).filePath("circle.json"), "--screenshot", out,
+                                    "--size", "900x700"});
+    QVERIFY(studio.waitForFinished(120000));
+    QCOMPARE(studio.exitCode(), 0);
+    QCOMPARE(QImage(out).size(), QSize(900, 700));
+    // Input it cannot open is a message and status 2, not a picture of an empty window.
+    studio.start(FUNCTIONS_STUDIO, {dir_.filePath("missing.png"), "--screenshot", dir_.filePath("none.png")});
+    QVERIFY(studio.waitForFinished(120000));
+    QCOMPARE(studio.exitCode(), 2);
+    QVERIFY(studio.readAllStandardError().contains("missing.png"));
+    QVERIFY(!QFileInfo::exists(dir_.filePath("none.png")));
 }
 
 QTEST_MAIN(StudioWindowTest)
