@@ -7,20 +7,10 @@
 #include <QProgressBar>
 #include <QPushButton>
 #include <QVBoxLayout>
+#include <QThread>
 #include <QtConcurrent>
 
 namespace studio {
-
-namespace {
-
-// Qt 5's mapped() reads the result type from the functor.
-struct MeasureImage {
-    using result_type = std::vector<ResultRow>;
-    std::vector<RoiEntry> rois;
-    result_type operator()(const QString& path) const { return measureImageFile(path, rois); }
-};
-
-} // namespace
 
 std::vector<ResultRow> measureImageFile(const QString& path, const std::vector<RoiEntry>& rois)
 {
@@ -42,7 +32,7 @@ std::vector<ResultRow> measureImageFile(const QString& path, const std::vector<R
 }
 
 FolderRunDialog::FolderRunDialog(const std::vector<RoiEntry>& rois, const QStringList& images, QWidget* parent)
-    : QDialog(parent), images_(images)
+    : QDialog(parent)
 {
     setWindowTitle(tr("ROIs on a folder"));
     auto* layout = new QVBoxLayout(this);
@@ -53,45 +43,75 @@ FolderRunDialog::FolderRunDialog(const std::vector<RoiEntry>& rois, const QStrin
     layout->addWidget(table_, 1);
     auto* buttons = new QDialogButtonBox(QDialogButtonBox::Cancel | QDialogButtonBox::Close);
     layout->addWidget(buttons);
-    connect(buttons->button(QDialogButtonBox::Cancel), &QPushButton::clicked, &watcher_,
-            &QFutureWatcher<std::vector<ResultRow>>::cancel);
+    connect(buttons->button(QDialogButtonBox::Cancel), &QPushButton::clicked, this, [this] { cancelled_ = true; });
     connect(buttons, &QDialogButtonBox::rejected, this, &QDialog::close);
-    connect(&watcher_, &QFutureWatcher<std::vector<ResultRow>>::progressValueChanged, progress_,
-            &QProgressBar::setValue);
-    connect(&watcher_, &QFutureWatcher<std::vector<ResultRow>>::resultsReadyAt, this, &FolderRunDialog::collect);
-    connect(&watcher_, &QFutureWatcher<std::vector<ResultRow>>::finished, this, &FolderRunDialog::collect);
     resize(1000, 600);
     table_->setCaption(tr("%1 images").arg(images.size()));
-    // Each image on Qt's pool; the results come back in the folder's order.
-    watcher_.setFuture(QtConcurrent::mapped(images_, MeasureImage{rois}));
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        images_ = images;
+        rois_ = rois;
+        rows_.assign(images.size(), std::nullopt);
+    }
+    // Workers take the images in turn; the table keeps the folder's order.
+    const int workers = std::max(1, std::min(QThread::idealThreadCount(), static_cast<int>(images.size())));
+    pool_.setMaxThreadCount(workers);
+    running_ = workers;
+    for (int k = 0; k < workers; ++k)
+        QtConcurrent::run(&pool_, [this] { work(); });
 }
 
 FolderRunDialog::~FolderRunDialog()
 {
-    watcher_.cancel();
-    watcher_.waitForFinished();
+    cancelled_ = true;
+    pool_.waitForDone();
+}
+
+void FolderRunDialog::work()
+{
+    const int count = static_cast<int>(rows_.size());
+    for (int index = next_++; index < count && !cancelled_; index = next_++) {
+        QString path;
+        std::vector<RoiEntry> rois;
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            path = images_[index];
+            rois = rois_;
+        }
+        std::vector<ResultRow> rows = measureImageFile(path, rois);
+        {
+            const std::lock_guard<std::mutex> lock(mutex_);
+            rows_[index] = std::move(rows);
+        }
+        QMetaObject::invokeMethod(this, [this] { collect(); }, Qt::QueuedConnection);
+    }
+    if (--running_ == 0)
+        QMetaObject::invokeMethod(this, [this] { collect(); }, Qt::QueuedConnection);
 }
 
 void FolderRunDialog::collect()
 {
     std::vector<ResultRow> rows;
     int done = 0, failed = 0;
-    for (int i = 0; i < images_.size(); ++i) {
-        if (!watcher_.future().isResultReadyAt(i))
-            continue;
-        ++done;
-        for (const ResultRow& row : watcher_.resultAt(i)) {
-            failed += row.measurement.success ? 0 : 1;
-            rows.push_back(row);
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        for (const std::optional<std::vector<ResultRow>>& image : rows_) {
+            if (!image)
+                continue;
+            ++done;
+            for (const ResultRow& row : *image) {
+                failed += row.measurement.success ? 0 : 1;
+                rows.push_back(row);
+            }
         }
     }
+    progress_->setValue(done);
     table_->setRows(rows);
-    table_->setCaption(
-        tr("%1 of %2 images, %3 ROI results failed%4")
-            .arg(done)
-            .arg(images_.size())
-            .arg(failed)
-            .arg(watcher_.isFinished() ? (watcher_.isCanceled() ? tr(" (cancelled)") : QString()) : tr(" …")));
+    table_->setCaption(tr("%1 of %2 images, %3 ROI results failed%4")
+                           .arg(done)
+                           .arg(progress_->maximum())
+                           .arg(failed)
+                           .arg(!isFinished() ? tr(" …") : cancelled_ ? tr(" (cancelled)") : QString()));
 }
 
 } // namespace studio

@@ -68,7 +68,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent)
     buildDocks();
     buildMenus();
 
-    connect(&loader_, &QFutureWatcher<SharedImage>::finished, this, &MainWindow::imageLoaded);
+    connect(&loader_, &QFutureWatcher<void>::finished, this, &MainWindow::imageLoaded);
     connect(view_, &ImageView::cursorMoved, this, &MainWindow::showCursor);
     connect(view_, &ImageView::cursorMoved, this, &MainWindow::probeAt);
     connect(&document_, &StudioDocument::roiEdited, this, [this](int id) {
@@ -335,13 +335,21 @@ void MainWindow::openImage(const QString& path)
     }
     loading_ = true;
     statusBar()->showMessage(tr("Loading %1…").arg(path));
-    loader_.setFuture(QtConcurrent::run([path] { return loadImageFile(path); }));
+    loader_.setFuture(QtConcurrent::run([this, path] {
+        SharedImage image = loadImageFile(path);
+        const std::lock_guard<std::mutex> lock(loadedMutex_);
+        loaded_ = std::move(image);
+    }));
 }
 
 void MainWindow::imageLoaded()
 {
     loading_ = false;
-    const SharedImage image = loader_.result();
+    SharedImage image;
+    {
+        const std::lock_guard<std::mutex> lock(loadedMutex_);
+        image = std::move(loaded_);
+    }
     if (!queuedImage_.isEmpty()) {
         const QString next = queuedImage_;
         queuedImage_.clear();

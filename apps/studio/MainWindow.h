@@ -9,6 +9,8 @@
 #include <QFutureWatcher>
 #include <QMainWindow>
 
+#include <mutex>
+
 class QAction;
 class QActionGroup;
 class QLabel;
@@ -87,7 +89,11 @@ private:
 
     QStringList folderImages_;
     int folderIndex_ = -1;
-    QFutureWatcher<SharedImage> loader_;
+    QFutureWatcher<void> loader_;
+    // The image a load made, handed from its worker to the window under the mutex (which
+    // the thread sanitizer sees, unlike Qt's pool).
+    std::mutex loadedMutex_;
+    SharedImage loaded_;
     bool loading_ = false;
     bool quiet_ = false;
     QString queuedImage_; // asked for while another one loads

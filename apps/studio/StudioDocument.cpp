@@ -8,7 +8,8 @@ namespace studio {
 
 StudioDocument::StudioDocument(QObject* parent) : QObject(parent)
 {
-    connect(&watcher_, &QFutureWatcher<JobOutput>::finished, this, &StudioDocument::jobFinished);
+    pool_.setMaxThreadCount(1); // one job at a time
+    connect(&watcher_, &QFutureWatcher<void>::finished, this, &StudioDocument::jobFinished);
 }
 
 StudioDocument::~StudioDocument()
@@ -193,35 +194,42 @@ void StudioDocument::startJob()
 {
     running_ = true;
     pending_ = false;
-    const SharedImage image = image_;
-    const int generation = imageGeneration_;
-    const std::vector<RoiEntry> entries = rois_;
-    watcher_.setFuture(QtConcurrent::run([this, image, generation, entries] {
-        if (sessionGeneration_ != generation) {
-            session_.setImage(image->image, image->path.toStdString());
-            sessionGeneration_ = generation;
-        }
-        session_.setEntries(entries);
-        session_.remeasure();
-        JobOutput out;
-        out.generation = generation;
-        for (const RoiEntry& entry : entries) {
-            out.ids.push_back(entry.id);
-            out.keys.push_back(entry.key());
-        }
-        out.measurements = session_.measurements();
-        return out;
+    {
+        const std::lock_guard<std::mutex> lock(jobMutex_);
+        job_.image = image_;
+        job_.generation = imageGeneration_;
+        job_.entries = rois_;
+    }
+    watcher_.setFuture(QtConcurrent::run(&pool_, [this] {
+        const std::lock_guard<std::mutex> lock(jobMutex_);
+        runJob();
     }));
+}
+
+void StudioDocument::runJob()
+{
+    if (sessionGeneration_ != job_.generation) {
+        session_.setImage(job_.image->image, job_.image->path.toStdString());
+        sessionGeneration_ = job_.generation;
+    }
+    session_.setEntries(job_.entries);
+    session_.remeasure();
+    job_.keys.clear();
+    for (const RoiEntry& entry : job_.entries)
+        job_.keys.push_back(entry.key());
+    job_.measurements = session_.measurements();
 }
 
 void StudioDocument::jobFinished()
 {
     running_ = false;
-    const JobOutput out = watcher_.result();
-    // Measurements of an image replaced meanwhile are dropped; the next job measures anew.
-    for (size_t i = 0; i < out.ids.size(); ++i)
-        if (out.generation == imageGeneration_ && find(out.ids[i]))
-            results_[out.ids[i]] = {out.keys[i], out.measurements[i]};
+    {
+        const std::lock_guard<std::mutex> lock(jobMutex_);
+        // Measurements of an image replaced meanwhile are dropped; the next job measures anew.
+        for (size_t i = 0; i < job_.entries.size(); ++i)
+            if (job_.generation == imageGeneration_ && find(job_.entries[i].id))
+                results_[job_.entries[i].id] = {job_.keys[i], job_.measurements[i]};
+    }
     if (pending_)
         startJob();
     emit measured();

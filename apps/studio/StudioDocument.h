@@ -10,9 +10,11 @@
 
 #include <QFutureWatcher>
 #include <QObject>
+#include <QThreadPool>
 
 #include <map>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
@@ -74,12 +76,19 @@ private:
         std::string key;
         Measurement measurement;
     };
-    struct JobOutput {
+    // What a job measures and what it found: written by the window's thread before the
+    // job starts, by the job while it runs, read back once it has finished, each under
+    // jobMutex_. Jobs never overlap, so the mutex is never waited for; it makes each
+    // hand-over a synchronisation the thread sanitizer sees (Qt's pool synchronises
+    // through code it cannot see).
+    struct Job {
+        SharedImage image;
         int generation = 0;
-        std::vector<int> ids;
+        std::vector<RoiEntry> entries;
         std::vector<std::string> keys;
         std::vector<Measurement> measurements;
     };
+    void runJob();
 
     SharedImage image_;
     int imageGeneration_ = 0;
@@ -88,12 +97,16 @@ private:
     int selected_ = 0;
     std::map<int, Result> results_;
 
-    // Touched only by the one running job (or while none runs).
-    MeasureSession session_;
-    int sessionGeneration_ = -1;
+    std::mutex jobMutex_;
+    Job job_;
+    MeasureSession session_;     // the jobs' own, under jobMutex_
+    int sessionGeneration_ = -1; // the image generation the session holds
     bool running_ = false;
     bool pending_ = false;
-    QFutureWatcher<JobOutput> watcher_;
+    // A pool of its own: a job must never wait for a thread of Qt's global pool, which
+    // the library's region operators borrow (select_shape) while their caller waits.
+    QThreadPool pool_;
+    QFutureWatcher<void> watcher_;
 };
 
 } // namespace studio

@@ -18,14 +18,13 @@ namespace {
 void screenshotWhenIdle(studio::MainWindow& window, const QString& out, std::optional<QPointF> probe)
 {
     auto* poll = new QTimer(&window);
-    auto* clock = new QElapsedTimer;
-    clock->start();
+    QElapsedTimer clock;
+    clock.start();
     QObject::connect(poll, &QTimer::timeout, &window, [&window, out, poll, clock, probe] {
         const bool ready = window.isIdle() && window.document().hasImage();
-        if (!ready && clock->elapsed() < 120000)
+        if (!ready && clock.elapsed() < 120000)
             return;
         poll->stop();
-        delete clock;
         if (ready && probe)
             window.probeAt(*probe);
         if (!ready) {

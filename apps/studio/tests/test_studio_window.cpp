@@ -2,6 +2,7 @@
 // against direct library calls and against the command-line tool.
 
 #include "DemoScene.h"
+#include "FolderRun.h"
 #include "ImageView.h"
 #include "MainWindow.h"
 #include "ProfileView.h"
@@ -37,6 +38,7 @@ private slots:
     void drawnRingMeasuresWhatTheLibraryMeasures();
     void savedRoisRunUnchangedInTheCommandLineTool();
     void everyMenuAndEveryToolRunsOnTheDemoScene();
+    void folderRunMeasuresEveryImageAsTheWindowDoes();
     void screenshotOptionRendersTheMeasuredWindow();
 
 private:
@@ -276,6 +278,40 @@ void StudioWindowTest::everyMenuAndEveryToolRunsOnTheDemoScene()
     QApplication::sendEvent(&window, &drop);
     const QString first = imagesInFolder(dir_.path()).front();
     QTRY_COMPARE_WITH_TIMEOUT(window.document().image()->path, first, 30000);
+}
+
+void StudioWindowTest::folderRunMeasuresEveryImageAsTheWindowDoes()
+{
+    MainWindow window;
+    openScene(window, true);
+    waitIdle(window);
+    // The scene, and a copy moved by 3 px, in a folder of their own.
+    QTemporaryDir folder;
+    const cv::Mat scene = cv::imread(scene_.toStdString(), cv::IMREAD_UNCHANGED);
+    cv::Mat moved;
+    cv::copyMakeBorder(scene, moved, 0, 0, 3, 0, cv::BORDER_REPLICATE);
+    QVERIFY(cv::imwrite(folder.filePath("a.png").toStdString(), scene));
+    QVERIFY(cv::imwrite(folder.filePath("b.png").toStdString(), moved(cv::Rect(0, 0, scene.cols, scene.rows))));
+    FolderRunDialog run(window.document().rois(), imagesInFolder(folder.path()));
+    const size_t count = window.document().rois().size();
+    QTRY_COMPARE_WITH_TIMEOUT(run.results().table().cells.size(), 2 * count, 60000);
+    const ResultTable& table = run.results().table();
+    // The first image's rows are the window's results, ROI by ROI; the moved image's
+    // circle lies 3 px further right.
+    const auto column = [&table](const char* name) {
+        return std::find(table.header.begin(), table.header.end(), name) - table.header.begin();
+    };
+    for (size_t i = 0; i < count; ++i) {
+        const RoiEntry& roi = window.document().rois()[i];
+        QCOMPARE(table.cells[i][1], roi.name);
+        const Measurement& shown = *window.document().measurement(roi.id);
+        for (const auto& [name, value] : flattenMeasurement(shown))
+            QCOMPARE(QString::fromStdString(table.cells[i][column(name.c_str())]), QString::fromStdString(value));
+        if (roi.tool == "circle") {
+            const double x = std::stod(table.cells[count + i][column("centre.x")]);
+            QVERIFY(std::abs(x - shown.outputs.at("centre")[0].get<double>() - 3) < 0.05);
+        }
+    }
 }
 
 void StudioWindowTest::screenshotOptionRendersTheMeasuredWindow()
