@@ -10,6 +10,8 @@ packages=(
   nlohmann-json3-dev libcli11-dev
   clang libclang-rt-14-dev
   python3 python3-matplotlib
+  doxygen
+  dpkg-dev file lintian
 )
 
 missing=()
