@@ -9,7 +9,11 @@
 #include <QMessageBox>
 #include <QTimer>
 
+#include <FunctionsVersion.h>
+
 #include <cstdio>
+#include <cstring>
+#include <string>
 #include <optional>
 
 namespace {
@@ -49,11 +53,22 @@ void screenshotWhenIdle(studio::MainWindow& window, const QString& out, std::opt
 
 int main(int argc, char** argv)
 {
+    // Answered before the window system is asked for a display, which a packaging check
+    // or a terminal session may not have.
+    for (int i = 1; i < argc; ++i)
+        if (std::strcmp(argv[i], "--version") == 0) {
+            // The library is found at run time, so it may not be the one this was built with.
+            const std::string library = functionsVersion();
+            std::printf("functions-studio %s%s\n", FUNCTIONS_VERSION_STRING,
+                        library == FUNCTIONS_VERSION_STRING ? "" : (" (library " + library + ")").c_str());
+            return 0;
+        }
     QApplication app(argc, argv);
     QApplication::setApplicationName("functions-studio");
     QCommandLineParser parser;
     parser.setApplicationDescription("Draw ROIs on an image and tune the Functions library's tools live");
     parser.addHelpOption();
+    parser.addOption({"version", "Print the version and exit"});
     parser.addPositionalArgument("paths", "Images, a folder, or parameters files (.json) to open", "[paths...]");
     const QCommandLineOption tool("tool", "Tool that measures the ROIs of the parameters files given", "name");
     const QCommandLineOption screenshot(
