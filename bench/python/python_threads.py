@@ -1,0 +1,60 @@
+"""Speed-up of Python threads measuring in parallel over the same list of images.
+
+The library calls release the GIL, so four threads should finish a list of images well
+before one thread does on two cores. Each round times one thread and then four threads
+(a ThreadPoolExecutor) running the line tool over the same images; the speed-up is the
+ratio of their wall times, as the median and the best over the rounds. The target is at
+least 1.7 on two cores.
+
+    PYTHONPATH=build/python /usr/bin/python3 bench/python/python_threads.py [--rounds 7]
+"""
+
+import argparse
+import concurrent.futures
+import os
+import statistics
+import sys
+import time
+
+import functions
+from scene import LINE_PARAMETERS, edge_image
+
+TARGET = 1.7
+
+
+def measure(image):
+    return functions.run("line", image, LINE_PARAMETERS).success
+
+
+def run(images, threads):
+    start = time.perf_counter()
+    with concurrent.futures.ThreadPoolExecutor(threads) as pool:
+        found = sum(pool.map(measure, images))
+    elapsed = time.perf_counter() - start
+    if found != len(images):
+        sys.exit(f"{len(images) - found} images without a line")
+    return elapsed
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--rounds", type=int, default=7)
+    parser.add_argument("--images", type=int, default=16)
+    parser.add_argument("--passes", type=int, default=40, help="times the list is measured per timing")
+    args = parser.parse_args()
+
+    images = [edge_image(shift=0.3 * k, seed=k) for k in range(args.images)] * args.passes
+    speedups = []
+    for _ in range(args.rounds):
+        one = run(images, 1)
+        four = run(images, 4)
+        speedups.append(one / four)
+        print(f"1 thread {one:.3f} s, 4 threads {four:.3f} s: {one / four:.2f}x")
+    median, best = statistics.median(speedups), max(speedups)
+    print(f"speed-up of 4 threads over 1 on {os.cpu_count()} cores: median {median:.2f}x, best {best:.2f}x "
+          f"(target at least {TARGET})")
+    return 0 if median >= TARGET else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())

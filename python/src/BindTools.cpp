@@ -1,0 +1,218 @@
+// The measurement tools, through the front-end layer the command-line tool uses: the same
+// settings with the same names, defaults and ranges, the same validation and the same
+// JSON record. Image decoding and the timing entry of the overhead benchmark live here too.
+
+#include "Bindings.h"
+#include "Conversions.h"
+
+#include <Functions.h>
+#include <ToolDefinition.h>
+
+#include <chrono>
+
+namespace pyfunctions {
+
+namespace {
+
+using frontend::InputError;
+using frontend::ParamDefinition;
+using frontend::ParamType;
+using frontend::ToolDefinition;
+
+/// The record of one run, converted to Python piece by piece when asked for.
+struct Result {
+    json record;
+
+    const json& outputs() const { return record.at("outputs"); }
+};
+
+const char* typeName(ParamType type)
+{
+    switch (type) {
+    case ParamType::Integer: return "int";
+    case ParamType::Number: return "float";
+    case ParamType::Boolean: return "bool";
+    case ParamType::Choice: return "choice";
+    }
+    return "?";
+}
+
+py::dict paramDescription(const ParamDefinition& definition)
+{
+    py::dict out;
+    out["name"] = definition.name;
+    out["type"] = typeName(definition.type);
+    out["default"] = toPython(definition.defaultValue);
+    out["help"] = definition.help;
+    out["allowed"] = definition.allowedText();
+    out["choices"] = definition.choices;
+    out["minimum"] = definition.minimum;
+    out["maximum"] = definition.maximum;
+    return out;
+}
+
+py::list toolDescriptions()
+{
+    py::list out;
+    for (const ToolDefinition& tool : frontend::tools()) {
+        py::dict description;
+        description["name"] = tool.name;
+        description["summary"] = tool.summary;
+        description["roi"] = tool.roiKinds;
+        py::list params;
+        for (const ParamDefinition& definition : tool.params)
+            params.append(paramDescription(definition));
+        description["params"] = params;
+        out.append(description);
+    }
+    return out;
+}
+
+Result runTool(const std::string& name, const ImageLike& image, const py::dict& parameters)
+{
+    const ToolDefinition& tool = frontend::findTool(name);
+    const std::string source = "functions." + name;
+    const json settings = toJson(parameters, source);
+    const ArrayView view = imageArgument(image.object, "image");
+    Result result;
+    {
+        py::gil_scoped_release release;
+        const cv::Mat checked = frontend::checkedImage(view.mat, "image");
+        frontend::ToolInput input = frontend::prepareInput(tool, settings, checked, source, "image");
+        result.record = frontend::takeRecord(tool, input, "", tool.run(input));
+    }
+    return result;
+}
+
+py::object loadImage(const std::string& path)
+{
+    cv::Mat image;
+    {
+        py::gil_scoped_release release;
+        image = frontend::loadImage(path);
+    }
+    return arrayFromMat(image);
+}
+
+py::dict resultDict(const Result& result, const py::object& imagePath)
+{
+    py::dict out = toPython(result.record);
+    py::dict image = out["image"];
+    image["path"] = imagePath;
+    return out;
+}
+
+std::string resultRepr(const Result& result)
+{
+    std::string text = "<functions.Result " + result.record.at("tool").get<std::string>() +
+                       (result.record.at("success").get<bool>() ? " success" : " failed");
+    for (auto it = result.outputs().begin(); it != result.outputs().end(); ++it) {
+        // Long point lists are summarised; scalars and short values are shown.
+        std::string value = it.value().dump();
+        if (value.size() > 60)
+            value = it.value().is_array() ? "[" + std::to_string(it.value().size()) + " items]" : "{...}";
+        text += " " + it.key() + "=" + value;
+    }
+    return text + ">";
+}
+
+// Times the line tool called from C++ on the same image and settings as a Python call:
+// directly, as a host calls it (a record filled per call, clcEdgeLineAndFit), or through
+// the front-end layer as the Python call runs it (settings validated, the tool run with
+// its fit quality and point diagnostics, its JSON record made). The peers of bench/python_overhead.py.
+double timeLineFromCpp(const ImageLike& image, const py::dict& parameters, int repeats, bool throughLayer)
+{
+    const ToolDefinition& tool = frontend::findTool("line");
+    const ArrayView view = imageArgument(image.object, "image");
+    const json settings = toJson(parameters, "parameters");
+    cv::Mat checked = frontend::checkedImage(view.mat, "image");
+    const frontend::ToolInput prepared = frontend::prepareInput(tool, settings, checked, "bench", "image");
+    const auto* roi = static_cast<const RotateRectROI*>(prepared.roi.shape.get());
+    const int fitMode = prepared.choice("fitMode");
+    py::gil_scoped_release release;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < repeats; ++i) {
+        if (throughLayer) {
+            frontend::ToolInput input = frontend::prepareInput(tool, settings, checked, "bench", "image");
+            frontend::takeRecord(tool, input, "", tool.run(input));
+        } else {
+            RotateRectROI shape = *roi;
+            _EdgeLineDetParam param;
+            frontend::fillCaliperSettings(param, prepared);
+            param.roi = &shape;
+            clcEdgeLineAndFit(checked, param, fitMode);
+        }
+    }
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / std::max(1, repeats);
+}
+
+} // namespace
+
+void bindTools(py::module_& m)
+{
+    py::register_exception_translator([](std::exception_ptr error) {
+        try {
+            if (error)
+                std::rethrow_exception(error);
+        } catch (const InputError& e) {
+            PyErr_SetString(PyExc_ValueError, e.what());
+        }
+    });
+
+    py::class_<Result>(m, "Result", R"doc(
+The result of one tool run, in the record the command-line tool prints.
+
+Attributes: ``tool`` (name), ``success`` (bool), ``outputs`` (dict), ``params`` (every
+setting, defaults included), ``roi`` (the ROI as used), ``timing_us`` (microseconds in the
+library call). Each output is also an attribute under its own name, e.g. ``result.line``,
+``result.edgePoints``. Points are ``[x, y]`` lists in pixels (x right, y down, origin at
+the top-left pixel's centre); angles are degrees. ``to_dict()`` gives the whole record.
+)doc")
+        .def_property_readonly("tool", [](const Result& r) { return r.record.at("tool").get<std::string>(); })
+        .def_property_readonly("success", [](const Result& r) { return r.record.at("success").get<bool>(); })
+        .def_property_readonly("outputs", [](const Result& r) { return toPython(r.outputs()); })
+        .def_property_readonly("params", [](const Result& r) { return toPython(r.record.at("params")); })
+        .def_property_readonly("roi", [](const Result& r) { return toPython(r.record.value("roi", json())); })
+        .def_property_readonly("timing_us", [](const Result& r) { return r.record.at("timing_us").get<double>(); })
+        .def("to_dict", &resultDict, py::arg("image_path") = py::none(),
+             "The record as the command-line tool prints it: tool, image (path, width, height, channels), roi, "
+             "params, success, outputs, timing_us. image_path fills image.path (None by default).")
+        .def("__getattr__",
+             [](const Result& r, const std::string& name) -> py::object {
+                 const auto it = r.outputs().find(name);
+                 if (it == r.outputs().end())
+                     throw py::attribute_error("the " + r.record.at("tool").get<std::string>() +
+                                               " result has no output '" + name + "'");
+                 return toPython(*it);
+             })
+        .def("__dir__",
+             [](const Result& r) {
+                 std::vector<std::string> names = {"tool", "success", "outputs", "params", "roi", "timing_us", "to_dict"};
+                 for (auto it = r.outputs().begin(); it != r.outputs().end(); ++it)
+                     names.push_back(it.key());
+                 return names;
+             })
+        .def("__repr__", &resultRepr)
+        // Results travel between processes (a process pool, a cluster) as their JSON text.
+        .def(py::pickle([](const Result& r) { return r.record.dump(); },
+                        [](const std::string& text) { return Result{json::parse(text)}; }));
+
+    m.def("_tool_table", &toolDescriptions,
+          "Every tool: name, summary, accepted ROI kinds and its settings (name, type, default, help, allowed, "
+          "choices, minimum, maximum), in the command-line tool's order.");
+    m.def("run", &runTool, py::arg("tool"), py::arg("image"), py::arg("parameters"), R"doc(
+Runs a tool by name with a parameters dict as the command-line tool reads from a file:
+``{"roi": {...}, "setting": value, ...}``. Raises ValueError for an unknown tool, setting
+or ROI field, a value outside its range, or a ROI reaching outside the image.
+)doc");
+    m.def("load_image", &loadImage, py::arg("path"), R"doc(
+Reads an image file as the command-line tool does: 8-bit grey as a (rows, columns) array,
+colour as (rows, columns, 3) in RGB order (the order the library's grey conversion
+expects), alpha dropped. Raises ValueError when the file cannot be read.
+)doc");
+    m.def("_time_line_from_cpp", &timeLineFromCpp, py::arg("image"), py::arg("parameters"), py::arg("repeats"),
+          py::arg("through_layer") = false,
+          "Mean seconds of one line tool call from C++, directly or through the front-end layer (benchmark peer).");
+}
+
+} // namespace pyfunctions
