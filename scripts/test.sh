@@ -26,4 +26,10 @@ echo "== consumer through pkg-config"
 PKG_CONFIG_PATH="$libdir/pkgconfig" c++ -std=c++17 -fPIC "$root/tests/consumer/consumer.cpp" \
   -o "$build/consumer/consumer-pkgconfig" $(PKG_CONFIG_PATH="$libdir/pkgconfig" pkg-config --cflags --libs Functions)
 LD_LIBRARY_PATH="$libdir" "$build/consumer/consumer-pkgconfig"
+site="$prefix/lib/python3/dist-packages"
+if [ -d "$site/functions" ]; then
+  echo "== the Python module from the installed tree"
+  (cd / && PYTHONPATH="$site" /usr/bin/python3 -c \
+    "import functions; assert functions.fit_line([(0, 1), (2, 5)])[1] > 0.89; print('functions', functions.__version__)")
+fi
 echo "test.sh: all passed"
