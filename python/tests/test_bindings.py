@@ -142,3 +142,20 @@ def test_skew():
 def test_bad_arguments_raise(call, error):
     with pytest.raises(error):
         call()
+
+
+def test_type_stubs_name_everything_the_extension_exports():
+    import ast
+    import os
+
+    from functions import _functions
+
+    with open(os.path.join(os.path.dirname(f.__file__), "_functions.pyi")) as stub:
+        tree = ast.parse(stub.read())
+    declared = {node.name for node in tree.body if isinstance(node, (ast.FunctionDef, ast.ClassDef))}
+    exported = {name for name in vars(_functions) if not name.startswith("__")}
+    assert exported <= declared, exported - declared
+    members = {node.name: {m.name for m in node.body if isinstance(m, ast.FunctionDef)} |
+               {m.target.id for m in node.body if isinstance(m, ast.AnnAssign)}
+               for node in tree.body if isinstance(node, ast.ClassDef)}
+    assert {"to_dict", "success", "outputs"} <= members["Result"]
