@@ -171,6 +171,10 @@ void bindTools(py::module_& m)
                 std::rethrow_exception(error);
         } catch (const InputError& e) {
             PyErr_SetString(PyExc_ValueError, e.what());
+        } catch (const cv::Exception& e) {
+            // The library lets OpenCV's refusals of its arguments through (an even kernel
+            // size, images of different sizes): bad arguments, for Python.
+            PyErr_SetString(PyExc_ValueError, e.what());
         }
     });
 

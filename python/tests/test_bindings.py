@@ -137,6 +137,7 @@ def test_skew():
         (lambda: f.threshold_min_max(np.zeros((5, 5)), 0, 1), TypeError),
         (lambda: f.select_shape(blobs(), [("Area", 1)]), ValueError),
         (lambda: f.mean_depth_huber(np.zeros((4, 4), np.float64), np.zeros((4, 4), np.uint8)), TypeError),
+        (lambda: f.line_gauss(blobs(), "DarkLines", (4, 4), 1, 1, 3, 0, 2), ValueError),
     ],
 )
 def test_bad_arguments_raise(call, error):
