@@ -77,9 +77,10 @@ def generated_module(extension):
     parts = [
         '"""The measurement tools and the enumerations, written by generate.py from the extension\'s own\n'
         'tables (the tools\' settings are those of the command-line tool). Do not edit."""',
-        "from __future__ import annotations\n\nfrom enum import IntEnum\n\nimport numpy\n\n"
+        "from __future__ import annotations\n\nfrom enum import IntEnum\nfrom typing import TYPE_CHECKING\n\n"
         "from . import _functions\nfrom ._functions import Result\n"
-        "from ._roi import ArcROI, LineROI, RectROI, RingROI, RotateRectROI",
+        "from ._roi import ArcROI, LineROI, RectROI, RingROI, RotateRectROI\n\n"
+        "if TYPE_CHECKING:  # annotations only: the module imports without NumPy\n    import numpy",
     ]
     parts += [enum_source(*entry) for entry in extension._enumeration_table()]
     parts += [tool_source(tool) for tool in extension._tool_table()]
