@@ -60,7 +60,7 @@ def main():
         measure(image)
     python = (time.thread_time() - start) / 500
     start = time.thread_time()
-    _functions._time_line_from_cpp(image, LINE_PARAMETERS, 500, True)
+    _functions._time_line_from_cpp(image, LINE_PARAMETERS, 500, "layer")
     native = (time.thread_time() - start) / 500
     held = max(0.0, python - native) / python
     print(f"a call: {python * 1e6:.1f} us from Python, {native * 1e6:.1f} us in C++: {100 * held:.1f} % holds the GIL, "

@@ -8,7 +8,6 @@
 #include <Functions.h>
 #include <ToolDefinition.h>
 
-#include <chrono>
 
 namespace pyfunctions {
 
@@ -131,36 +130,6 @@ std::string resultRepr(const Result& result)
     return text + ">";
 }
 
-// Times the line tool called from C++ on the same image and settings as a Python call:
-// directly, as a host calls it (a record filled per call, clcEdgeLineAndFit), or through
-// the front-end layer as the Python call runs it (settings validated, the tool run with
-// its fit quality and point diagnostics, its JSON record made). The peers of bench/python_overhead.py.
-double timeLineFromCpp(const ImageLike& image, const py::dict& parameters, int repeats, bool throughLayer)
-{
-    const ToolDefinition& tool = frontend::findTool("line");
-    const ArrayView view = imageArgument(image.object, "image");
-    const json settings = toJson(parameters, "parameters");
-    cv::Mat checked = frontend::checkedImage(view.mat, "image");
-    const frontend::ToolInput prepared = frontend::prepareInput(tool, settings, checked, "bench", "image");
-    const auto* roi = static_cast<const RotateRectROI*>(prepared.roi.shape.get());
-    const int fitMode = prepared.choice("fitMode");
-    py::gil_scoped_release release;
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < repeats; ++i) {
-        if (throughLayer) {
-            frontend::ToolInput input = frontend::prepareInput(tool, settings, checked, "bench", "image");
-            frontend::takeRecord(tool, input, "", tool.run(input));
-        } else {
-            RotateRectROI shape = *roi;
-            _EdgeLineDetParam param;
-            frontend::fillCaliperSettings(param, prepared);
-            param.roi = &shape;
-            clcEdgeLineAndFit(checked, param, fitMode);
-        }
-    }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / std::max(1, repeats);
-}
-
 } // namespace
 
 void bindTools(py::module_& m)
@@ -229,9 +198,6 @@ Reads an image file as the command-line tool does: 8-bit grey as a (rows, column
 colour as (rows, columns, 3) in RGB order (the order the library's grey conversion
 expects), alpha dropped. Raises ValueError when the file cannot be read.
 )doc");
-    m.def("_time_line_from_cpp", &timeLineFromCpp, py::arg("image"), py::arg("parameters"), py::arg("repeats"),
-          py::arg("through_layer") = false,
-          "Mean seconds of one line tool call from C++, directly or through the front-end layer (benchmark peer).");
 }
 
 } // namespace pyfunctions

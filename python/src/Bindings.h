@@ -13,5 +13,6 @@ void bindGeometry(py::module_& m);    // plane geometry
 void bindFitting(py::module_& m);     // line, circle, ellipse and plane fits
 void bindRegions(py::module_& m);     // thresholds, regions, selection, sorting
 void bindPoses(py::module_& m);       // coordinate transformer, capture mapping, matching results, skew
+void bindBench(py::module_& m);       // the C++ peers of the Python benchmarks
 
 } // namespace pyfunctions

@@ -32,4 +32,5 @@ PYBIND11_MODULE(_functions, m)
     bindFitting(m);
     bindRegions(m);
     bindPoses(m);
+    bindBench(m);
 }
