@@ -1,13 +1,11 @@
 // The measurement tools, through the front-end layer the command-line tool uses: the same
 // settings with the same names, defaults and ranges, the same validation and the same
-// JSON record. Image decoding and the timing entry of the overhead benchmark live here too.
+// JSON record; and image files read as the command-line tool reads them.
 
 #include "Bindings.h"
 #include "Conversions.h"
 
-#include <Functions.h>
 #include <ToolDefinition.h>
-
 
 namespace pyfunctions {
 
