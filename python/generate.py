@@ -53,7 +53,7 @@ def setting_doc(param):
 
 def tool_source(tool):
     for param in tool["params"]:
-        if not param["name"].isidentifier() or keyword.iskeyword(param["name"]):
+        if not param["name"].isidentifier() or keyword.iskeyword(param["name"]) or param["name"] in ("image", "roi"):
             raise SystemExit(f"tool {tool['name']}: setting {param['name']!r} is not a Python name")
     roi_types = " | ".join([ROI_CLASSES[kind] for kind in tool["roi"]] + ["dict"])
     settings = "".join(
