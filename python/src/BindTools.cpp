@@ -149,8 +149,9 @@ void bindTools(py::module_& m)
 The result of one tool run, in the record the command-line tool prints.
 
 Attributes: ``tool`` (name), ``success`` (bool), ``outputs`` (dict), ``params`` (every
-setting, defaults included), ``roi`` (the ROI as used), ``timing_us`` (microseconds in the
-library call). Each output is also an attribute under its own name, e.g. ``result.line``,
+setting, defaults included), ``roi`` (the ROI as used), ``quality`` (fits: residuals,
+uncertainties, 95 % intervals; None otherwise), ``diagnostics`` (per-point residuals and
+inliers, the failure reason), ``timing_us`` (microseconds in the library call). Each output is also an attribute under its own name, e.g. ``result.line``,
 ``result.edgePoints``. Points are ``[x, y]`` lists in pixels (x right, y down, origin at
 the top-left pixel's centre); angles are degrees. ``to_dict()`` gives the whole record.
 )doc")
@@ -159,6 +160,13 @@ the top-left pixel's centre); angles are degrees. ``to_dict()`` gives the whole 
         .def_property_readonly("outputs", [](const Result& r) { return toPython(r.outputs()); })
         .def_property_readonly("params", [](const Result& r) { return toPython(r.record.at("params")); })
         .def_property_readonly("roi", [](const Result& r) { return toPython(r.record.value("roi", json())); })
+        .def_property_readonly(
+            "quality", [](const Result& r) { return toPython(r.record.value("quality", json())); },
+            "How far to trust a fit: residuals, uncertainties and 95 % intervals of its values; None when the tool "
+            "fits nothing or the fit could not be judged.")
+        .def_property_readonly(
+            "diagnostics", [](const Result& r) { return toPython(r.record.value("diagnostics", json::object())); },
+            "Per-point residuals and inlier marks with their counts, and on failure the reason ('failure').")
         .def_property_readonly("timing_us", [](const Result& r) { return r.record.at("timing_us").get<double>(); })
         .def("to_dict", &resultDict, py::arg("image_path") = py::none(),
              "The record as the command-line tool prints it: tool, image (path, width, height, channels), roi, "
@@ -173,7 +181,9 @@ the top-left pixel's centre); angles are degrees. ``to_dict()`` gives the whole 
              })
         .def("__dir__",
              [](const Result& r) {
-                 std::vector<std::string> names = {"tool", "success", "outputs", "params", "roi", "timing_us", "to_dict"};
+                 std::vector<std::string> names = {"tool",    "success",     "outputs",   "params",
+                                                   "roi",     "quality",     "diagnostics", "timing_us",
+                                                   "to_dict"};
                  for (auto it = r.outputs().begin(); it != r.outputs().end(); ++it)
                      names.push_back(it.key());
                  return names;

@@ -41,6 +41,7 @@ def test_every_tool_gives_the_command_line_record_bit_for_bit(cli, scene_path, s
         assert without_timing(result.to_dict(image_path=scene_path)) == expected
         for name, value in expected["outputs"].items():
             assert getattr(result, name) == value
+        assert result.quality == expected.get("quality") and result.diagnostics == expected.get("diagnostics", {})
 
 
 def layouts(image):
