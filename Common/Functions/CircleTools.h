@@ -1,33 +1,40 @@
 #pragma once
 
-// Circle and arc tools: edge points found along a ring or an annular sector, the circle
-// fitted through them and, for an arc, the angular extent of the part found.
-//
-// The ROI is unwrapped into a polar strip, one row per angle and one column per radius
-// (column j is radius Ri + j, Ri the inner radius truncated to whole pixels), and the
-// segment caliper (clcSegmentPoints) runs along the rows: a segment of segmentWidth rows
-// averages that many neighbouring angles into one radial profile. Scan sense LeftToRight
-// walks from the inner radius outwards, any other value from the outer radius inwards.
-//
-// Conventions: image coordinates in pixels (x right, y down). Ring and arc angles are
-// degrees counter-clockwise with y up, as the host draws them; an image angle a becomes
-// 360 - a in that sense. The ROI centre is truncated to whole pixels for the unwrap,
-// which is exact for the points found: they are mapped back about the same centre.
-//
-// Limits: the radii must be finite and non-negative, the outer radius below 16383
-// (the crop around it is the source of OpenCV's remap, which handles sides below 32767
-// only) and the unwrapped strip must have fewer than 32767 rows (for a full ring an
-// outer radius up to 5215; an arc's crop near the limit takes about 1 GB). The centre
-// must lie within +-1e9 pixels. ROIs beyond these limits are refused before anything is
-// allocated. Images must be 8-bit with 1, 3 or 4 channels; colour is converted with
-// COLOR_RGB2GRAY. Failures are reported by empty point lists and false results, never by
-// exceptions of the library's own.
+/// \file
+/// Circle and arc tools (\ref circle_tools).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup circle_tools Circle and arc tools
+ *
+ * Circle and arc tools: edge points found along a ring or an annular sector, the circle
+ * fitted through them and, for an arc, the angular extent of the part found.
+ *
+ * The ROI is unwrapped into a polar strip, one row per angle and one column per radius
+ * (column j is radius Ri + j, Ri the inner radius truncated to whole pixels), and the
+ * segment caliper (clcSegmentPoints) runs along the rows: a segment of segmentWidth rows
+ * averages that many neighbouring angles into one radial profile. Scan sense LeftToRight
+ * walks from the inner radius outwards, any other value from the outer radius inwards.
+ *
+ * Conventions: image coordinates in pixels (x right, y down). Ring and arc angles are
+ * degrees counter-clockwise with y up, as the host draws them; an image angle a becomes
+ * 360 - a in that sense. The ROI centre is truncated to whole pixels for the unwrap,
+ * which is exact for the points found: they are mapped back about the same centre.
+ *
+ * Limits: the radii must be finite and non-negative, the outer radius below 16383
+ * (the crop around it is the source of OpenCV's remap, which handles sides below 32767
+ * only) and the unwrapped strip must have fewer than 32767 rows (for a full ring an
+ * outer radius up to 5215; an arc's crop near the limit takes about 1 GB). The centre
+ * must lie within +-1e9 pixels. ROIs beyond these limits are refused before anything is
+ * allocated. Images must be 8-bit with 1, 3 or 4 channels; colour is converted with
+ * COLOR_RGB2GRAY. Failures are reported by empty point lists and false results, never by
+ * exceptions of the library's own.
+ * @{
+ */
 
 /// Edge points along a RingROI (type 32) or ArcROI (type 64).
 ///
@@ -117,3 +124,5 @@ FUNCTIONS_EXPORT bool clcArcPointsAndFit(cv::Mat& image, _ArcDetParam& param, in
 /// null ROI or one that is not an ArcROI, the angles are left unchanged. Of more than two
 /// crossings the angularly first and last ones (image angles, atan2 order) are used.
 FUNCTIONS_EXPORT void findArcAngle(_ArcDetParam& param);
+
+/// @}

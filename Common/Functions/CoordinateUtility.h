@@ -1,26 +1,33 @@
 #pragma once
 
-// Coordinate transformer: maps points, images and a painter's coordinate system between
-// an object's pose in a reference image and its pose in the current image.
-//
-// Every rotation is rigid (scale 1) about a pose's position and is built with
-// cv::getRotationMatrix2D, whose positive angle turns counter-clockwise on screen. The
-// transformer operations rotate by the negated angle difference, so with
-// delta = curAngle - refAngle a point taught in the reference pose is turned clockwise on
-// screen by delta (x right, y down, angles in degrees):
-//
-//     reference -> current:  p' = cur + Rot(delta) * (p - ref)
-//     Rot(delta) = [[cos delta, -sin delta], [sin delta, cos delta]]
-//
-// Point coordinates travel in single precision (float in, float out), as cv::transform
-// computes them; the list form rounds each double coordinate to float first. Poses are
-// not checked: a non-finite pose gives non-finite points.
+/// \file
+/// Coordinate transformer (\ref coordinates).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup coordinates Coordinate transformer
+ *
+ * Coordinate transformer: maps points, images and a painter's coordinate system between
+ * an object's pose in a reference image and its pose in the current image.
+ *
+ * Every rotation is rigid (scale 1) about a pose's position and is built with
+ * cv::getRotationMatrix2D, whose positive angle turns counter-clockwise on screen. The
+ * transformer operations rotate by the negated angle difference, so with
+ * delta = curAngle - refAngle a point taught in the reference pose is turned clockwise on
+ * screen by delta (x right, y down, angles in degrees):
+ *
+ *     reference -> current:  p' = cur + Rot(delta) * (p - ref)
+ *     Rot(delta) = [[cos delta, -sin delta], [sin delta, cos delta]]
+ *
+ * Point coordinates travel in single precision (float in, float out), as cv::transform
+ * computes them; the list form rounds each double coordinate to float first. Poses are
+ * not checked: a non-finite pose gives non-finite points.
+ * @{
+ */
 
 class QPainter;
 
@@ -62,3 +69,5 @@ FUNCTIONS_EXPORT void transformPainter(QPainter* painter, ObjPos& from, ObjPos& 
 
 /// Same as AlgorithmUtility::transPointsToCurImage, for hosts that call it unqualified.
 FUNCTIONS_EXPORT void transPointsToCurImage(CoordinateTransformer t, std::vector<cv::Point2d>& points);
+
+/// @}

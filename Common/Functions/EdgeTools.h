@@ -1,11 +1,18 @@
 #pragma once
 
-// Single-caliper edge tools: averaged profiles across a rectangle, a one-sided difference
-// as edge strength and whole-sample peaks (no smoothing kernel, no sub-pixel fit).
+/// \file
+/// Edge tools (\ref edge_tools).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
+
+/** \defgroup edge_tools Edge tools
+ *
+ * Single-caliper edge tools: averaged profiles across a rectangle, a one-sided difference
+ * as edge strength and whole-sample peaks (no smoothing kernel, no sub-pixel fit).
+ * @{
+ */
 
 /// Finds the first edge met when walking across param.roi along its width, in the
 /// direction param.direction (0: from the rectangle's left edge, other values from its
@@ -131,3 +138,5 @@ FUNCTIONS_EXPORT bool clcEdgePointsAndTransform(cv::Mat& image, _EdgePointsDetPa
 /// 32766, which would take 32767 samples or more), a start 1e7 px or more from the origin along either axis, an image that is not
 /// 8-bit with 1, 3 or 4 channels, a sigma outside 0..100, or no edge.
 FUNCTIONS_EXPORT bool clcEdgePoint_Line(cv::Mat& image, _EdgePointDetParam_Line& param);
+
+/// @}

@@ -1,39 +1,45 @@
 #pragma once
 
 /// @file FitQuality.h
-/// How far to trust a fitted shape: residuals, standard uncertainties and 95 % intervals
-/// of the fitted parameters, and per-point residuals with the inlier rule of the tool
-/// that made the fit.
-///
-/// The functions take the points and the shape a fit produced, so they serve every tool
-/// and any fit of the host's own. Residuals are orthogonal (geometric) distances in
-/// pixels. The uncertainty of the parameters is the covariance of the geometric
-/// least-squares fit at the given shape: the residual variance s^2 = sum(r^2) / (n - p)
-/// times the inverse of the normal matrix J^T J, J being the derivatives of the
-/// orthogonal residuals with respect to the p parameters. It assumes independent errors
-/// of equal spread on every point and no systematic error: blur, whole-pixel rules or a
-/// fit that is not the geometric one (the algebraic circle fit on a short arc) add
-/// errors that these figures do not contain. The 95 % interval half-width is t * sigma,
-/// t the two-sided 95 % quantile of Student's t on n - p degrees of freedom.
-///
-/// A robust fit (Huber or Tukey weights) down-weights far points, which changes both
-/// what the residuals say about the noise and how much the fit scatters. For those the
-/// quality takes the fit's type and uses the covariance of an M-estimator (Huber's
-/// sandwich form): K^2 * [sum(psi(r)^2) / (n - p)] / [mean(psi'(r))]^2 times the inverse
-/// normal matrix, psi(r) = w(r) * r with the fit's weight function w at the scale c of
-/// the final residuals (the fits' own rule: a fixed scale, or 2 * median(|r|) / 0.6745)
-/// and K = 1 + (p / n) * var(psi') / mean(psi')^2. Unweighted fits reduce to the plain
-/// form above. Points a Tukey weighting rejects add nothing to it.
-///
-/// Conventions: image coordinates in pixels, x right, y down; angles in degrees, a
-/// positive angle turning +x towards +y (clockwise on screen). Failures return false
-/// and leave the output record as it was: no NaN or infinity is ever written into it.
+/// Fit quality (\ref fit_quality).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup fit_quality Fit quality
+ *
+ * How far to trust a fitted shape: residuals, standard uncertainties and 95 % intervals
+ * of the fitted parameters, and per-point residuals with the inlier rule of the tool
+ * that made the fit.
+ *
+ * The functions take the points and the shape a fit produced, so they serve every tool
+ * and any fit of the host's own. Residuals are orthogonal (geometric) distances in
+ * pixels. The uncertainty of the parameters is the covariance of the geometric
+ * least-squares fit at the given shape: the residual variance s^2 = sum(r^2) / (n - p)
+ * times the inverse of the normal matrix J^T J, J being the derivatives of the
+ * orthogonal residuals with respect to the p parameters. It assumes independent errors
+ * of equal spread on every point and no systematic error: blur, whole-pixel rules or a
+ * fit that is not the geometric one (the algebraic circle fit on a short arc) add
+ * errors that these figures do not contain. The 95 % interval half-width is t * sigma,
+ * t the two-sided 95 % quantile of Student's t on n - p degrees of freedom.
+ *
+ * A robust fit (Huber or Tukey weights) down-weights far points, which changes both
+ * what the residuals say about the noise and how much the fit scatters. For those the
+ * quality takes the fit's type and uses the covariance of an M-estimator (Huber's
+ * sandwich form): K^2 * [sum(psi(r)^2) / (n - p)] / [mean(psi'(r))]^2 times the inverse
+ * normal matrix, psi(r) = w(r) * r with the fit's weight function w at the scale c of
+ * the final residuals (the fits' own rule: a fixed scale, or 2 * median(|r|) / 0.6745)
+ * and K = 1 + (p / n) * var(psi') / mean(psi')^2. Unweighted fits reduce to the plain
+ * form above. Points a Tukey weighting rejects add nothing to it.
+ *
+ * Conventions: image coordinates in pixels, x right, y down; angles in degrees, a
+ * positive angle turning +x towards +y (clockwise on screen). Failures return false
+ * and leave the output record as it was: no NaN or infinity is ever written into it.
+ * @{
+ */
 
 /// One fitted parameter with its uncertainty.
 struct FittedValue {
@@ -193,3 +199,5 @@ FUNCTIONS_EXPORT int markInliersWithin(std::vector<PointDiagnostic>& diagnostics
 /// sorted magnitudes, and 1 when that is not above DBL_EPSILON (points on the shape).
 /// Returns the number of inliers.
 FUNCTIONS_EXPORT int markTukeyInliers(std::vector<PointDiagnostic>& diagnostics, double scale);
+
+/// @}

@@ -1,22 +1,29 @@
 #pragma once
 
-// Fitting of lines, circles and ellipses to sub-pixel edge points (image coordinates,
-// pixels), by least squares or by iteratively reweighted fits that suppress outliers.
-//
-// Robust weighting shared by the fits: the scale c is a fixed value in pixels or, when
-// adaptive, 2 * median / 0.6745 of the current residuals, the median being the element at
-// index n/2 of the sorted residuals (the upper one for even n). Huber weights are 1 up
-// to c and c/r beyond; Tukey weights are (1 - (r/c)^2)^2 up to c and 0 beyond. At most
-// 30 reweighting steps are made, so every call ends in bounded time.
-//
-// The input vectors are not modified (they are taken by reference for the host's
-// binary interface).
+/// \file
+/// Line, circle and ellipse fitting (\ref fitting).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup fitting Line, circle and ellipse fitting
+ *
+ * Fitting of lines, circles and ellipses to sub-pixel edge points (image coordinates,
+ * pixels), by least squares or by iteratively reweighted fits that suppress outliers.
+ *
+ * Robust weighting shared by the fits: the scale c is a fixed value in pixels or, when
+ * adaptive, 2 * median / 0.6745 of the current residuals, the median being the element at
+ * index n/2 of the sorted residuals (the upper one for even n). Huber weights are 1 up
+ * to c and c/r beyond; Tukey weights are (1 - (r/c)^2)^2 up to c and 0 beyond. At most
+ * 30 reweighting steps are made, so every call ends in bounded time.
+ *
+ * The input vectors are not modified (they are taken by reference for the host's
+ * binary interface).
+ * @{
+ */
 
 /// Fits a line (vx, vy, x0, y0) to points: (vx, vy) is a unit direction with vx >= 0 and
 /// (x0, y0) the weighted centroid. The direction is the principal axis of the weighted
@@ -84,3 +91,5 @@ FUNCTIONS_EXPORT bool threePointFitCircle(std::vector<cv::Point2d> points, cv::P
 /// fails returns false with box holding the last ellipse found.
 FUNCTIONS_EXPORT bool fitEllipse(std::vector<cv::Point2d>& points, cv::RotatedRect& box, FitEllipseType type,
                                  double param);
+
+/// @}

@@ -1,8 +1,11 @@
 #pragma once
 
-// Umbrella header: a host includes only this.
+/// \file
+/// Umbrella header: a host includes only this. It brings in every area of the library
+/// (see the module list) and the version (FunctionsVersion.h).
 
 #include "FunctionsDef.h"
+#include "FunctionsVersion.h"
 
 #include "CaptureMapping.h"
 #include "CircleTools.h"

@@ -1,26 +1,33 @@
 #pragma once
 
-// Plane geometry on double-precision image coordinates (x right, y down, pixels):
-// lengths, angles, distances, feet of perpendiculars, side tests, intersections of lines
-// and circles, bisectors and rotated rectangles built from points on their sides.
-//
-// Lines come in three forms, and each function says which it takes:
-//  - two points (a, b), running from a to b;
-//  - coefficients (A, B, C) of A*x + B*y + C = 0 as made by getLineABC (not normalised);
-//  - cv::Vec4d (vx, vy, x0, y0): a direction, not necessarily of unit length, and a point.
-//
-// Angles are degrees unless a name says radian. getAngle_180 gives atan2(dy, dx) in
-// (-180, 180]; since y grows downward a positive angle turns clockwise on screen.
-// getAngle_360 gives the same direction measured counter-clockwise on screen, in [0, 360).
-//
-// Nothing here throws or divides by zero: a degenerate line yields the documented
-// fallback (distance 0, foot (0, 0), side 0, false or a zero count).
+/// \file
+/// Plane geometry (\ref geometry).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup geometry Plane geometry
+ *
+ * Plane geometry on double-precision image coordinates (x right, y down, pixels):
+ * lengths, angles, distances, feet of perpendiculars, side tests, intersections of lines
+ * and circles, bisectors and rotated rectangles built from points on their sides.
+ *
+ * Lines come in three forms, and each function says which it takes:
+ *  - two points (a, b), running from a to b;
+ *  - coefficients (A, B, C) of A*x + B*y + C = 0 as made by getLineABC (not normalised);
+ *  - cv::Vec4d (vx, vy, x0, y0): a direction, not necessarily of unit length, and a point.
+ *
+ * Angles are degrees unless a name says radian. getAngle_180 gives atan2(dy, dx) in
+ * (-180, 180]; since y grows downward a positive angle turns clockwise on screen.
+ * getAngle_360 gives the same direction measured counter-clockwise on screen, in [0, 360).
+ *
+ * Nothing here throws or divides by zero: a degenerate line yields the documented
+ * fallback (distance 0, foot (0, 0), side 0, false or a zero count).
+ * @{
+ */
 
 // ---------------------------------------------------------------------------------
 // Points, vectors and angles
@@ -68,8 +75,8 @@ FUNCTIONS_EXPORT double getAngle_360(cv::Point2d p1, cv::Point2d p2);
 /// correction only: above 180 subtracts 360, below -180 adds 360. Sums further out stay
 /// partly unwrapped (500 + 100 gives 240); exactly -180 and 180 are kept.
 FUNCTIONS_EXPORT double getAngleCalculation_180(double a, double b, ArithmeticSign s);
-/// The same arithmetic folded once into [0, 360]: above 360 subtracts 360, below 0 adds
-/// 360. Exactly 360 stays 360.
+/// The same arithmetic folded once into [0, 360]: above 360 subtracts 360, below 0
+/// adds 360. Exactly 360 stays 360.
 FUNCTIONS_EXPORT double getAngleCalculation_360(double a, double b, ArithmeticSign s);
 
 // ---------------------------------------------------------------------------------
@@ -201,3 +208,5 @@ FUNCTIONS_EXPORT bool getRotatedRectByAngleWidthHeightFourPoints(double angle, c
 /// (non-parallel directions and a finite result). Otherwise p is untouched.
 FUNCTIONS_EXPORT void calcIntersectionof2Line3d(cv::Vec3f d1, cv::Point3d p1, cv::Vec3f d2, cv::Point3d p2,
                                                 cv::Point3d& p);
+
+/// @}

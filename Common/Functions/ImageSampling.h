@@ -1,15 +1,22 @@
 #pragma once
 
-// Image sampling helpers of the measurement tools: rectangle copies padded where they
-// leave the image, polar unwrapping of an annular sector, column and row averages, and
-// saddle-point detection. They keep no state and report no errors: bad input makes them
-// do nothing; OpenCV exceptions pass through.
+/// \file
+/// Image sampling helpers (\ref image_sampling).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup image_sampling Image sampling helpers
+ *
+ * Image sampling helpers of the measurement tools: rectangle copies padded where they
+ * leave the image, polar unwrapping of an annular sector, column and row averages, and
+ * saddle-point detection. They keep no state and report no errors: bad input makes them
+ * do nothing; OpenCV exceptions pass through.
+ * @{
+ */
 
 /// Copies rect of src into dst (created with rect's size and src's type); the parts of
 /// rect outside src are set to fill.
@@ -69,3 +76,5 @@ FUNCTIONS_EXPORT void getImageRowAverage(cv::Mat& src, float* out);
 /// larger side, add no points.
 FUNCTIONS_EXPORT void criticalPointsDetection(cv::Mat& image, double threshold, double sigma,
                                               std::vector<cv::Point2f>& points);
+
+/// @}

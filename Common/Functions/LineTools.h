@@ -1,25 +1,7 @@
 #pragma once
 
-// Line tools: a straight edge measured inside a rotated rectangle (a row of calipers,
-// a fitted line, its direction and its stretch across the ROI), and the central line of
-// two such measurements.
-//
-// Coordinates are image pixels (x right, y down). Lines are cv::Vec4d (vx, vy, x0, y0).
-// The ROI's own frame has x along its width and y along its height; the calipers are
-// horizontal bands of that frame stacked along its y axis, each scanning along x, so the
-// edge found runs roughly along the ROI's height and the line points from the first
-// caliper (the ROI's top in its own frame) towards the last.
-//
-// Every result travels in the caller's _EdgeLineDetParam:
-//  - inputs: direction (1 scans from the ROI's right side towards its left, any other
-//    value from left to right), transition (EdgeTransition; values outside 0..2 act as
-//    BothTransitions), percent (relative threshold in percent of each caliper's strongest
-//    response), sigma (smoothing kernel index 0..100), minStrength (absolute threshold on
-//    the doubled central difference), segmentWidth and segmentStep (caliper band width
-//    and spacing in pixels, both at least 1), roi;
-//  - outputs: line, roiImage (the straightened 8-bit grey ROI), edgePoints (one per
-//    caliper that found an edge, in caliper order), startEndPoints (two points on the
-//    ROI border, ordered along the line), success.
+/// \file
+/// Line tools (\ref line_tools).
 
 #include "FunctionsDef.h"
 
@@ -27,6 +9,31 @@
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup line_tools Line tools
+ *
+ * Line tools: a straight edge measured inside a rotated rectangle (a row of calipers,
+ * a fitted line, its direction and its stretch across the ROI), and the central line of
+ * two such measurements.
+ *
+ * Coordinates are image pixels (x right, y down). Lines are cv::Vec4d (vx, vy, x0, y0).
+ * The ROI's own frame has x along its width and y along its height; the calipers are
+ * horizontal bands of that frame stacked along its y axis, each scanning along x, so the
+ * edge found runs roughly along the ROI's height and the line points from the first
+ * caliper (the ROI's top in its own frame) towards the last.
+ *
+ * Every result travels in the caller's _EdgeLineDetParam:
+ *  - inputs: direction (1 scans from the ROI's right side towards its left, any other
+ *    value from left to right), transition (EdgeTransition; values outside 0..2 act as
+ *    BothTransitions), percent (relative threshold in percent of each caliper's strongest
+ *    response), sigma (smoothing kernel index 0..100), minStrength (absolute threshold on
+ *    the doubled central difference), segmentWidth and segmentStep (caliper band width
+ *    and spacing in pixels, both at least 1), roi;
+ *  - outputs: line, roiImage (the straightened 8-bit grey ROI), edgePoints (one per
+ *    caliper that found an edge, in caliper order), startEndPoints (two points on the
+ *    ROI border, ordered along the line), success.
+ * @{
+ */
 
 /// Straightens param.roi into param.roiImage and collects one edge per caliper (the
 /// first in scan order) into param.edgePoints, in image coordinates.
@@ -103,3 +110,5 @@ FUNCTIONS_EXPORT bool findLineLineCentralLine(_EdgeLineDetParam first, _EdgeLine
 /// rightBottom is points[0]. Empty points leave both outputs untouched.
 FUNCTIONS_EXPORT void findLtPointAndRbPoint(QVector<cv::Point2d> points, cv::Point2d& leftTop,
                                             cv::Point2d& rightBottom);
+
+/// @}

@@ -1,22 +1,42 @@
 #pragma once
 
-// Ordering of template-matching results and the overlap of two results' boxes.
-//
-// Ordering only permutes the caller's vector: no record is removed or changed, and the
-// opaque fourth field travels with its record.
+/// \file
+/// Matching results ordering (\ref matching_results).
 
 #include "FunctionsDef.h"
 
 #include <vector>
 
-// Comparators: true when a goes before b. Centres compare as integers.
+/** \defgroup matching_results Matching results ordering
+ *
+ * Ordering of template-matching results and the overlap of two results' boxes.
+ *
+ * Ordering only permutes the caller's vector: no record is removed or changed, and the
+ * opaque fourth field travels with its record.
+ * @{
+ */
+
+/// \name Comparators
+/// True when a goes before b; centres compare as integers. A NaN score or angle compares
+/// false both ways, so these alone do not order NaN values (sortMatchingResult puts them
+/// last).
+/// @{
+
+/// a.y < b.y
 FUNCTIONS_EXPORT bool resSortCenterYAscend(_MatchingResult a, _MatchingResult b);
+/// a.y > b.y
 FUNCTIONS_EXPORT bool resSortCenterYDescend(_MatchingResult a, _MatchingResult b);
+/// a.x < b.x
 FUNCTIONS_EXPORT bool resSortCenterXAscend(_MatchingResult a, _MatchingResult b);
+/// a.x > b.x
 FUNCTIONS_EXPORT bool resSortCenterXDescend(_MatchingResult a, _MatchingResult b);
+/// a.score > b.score
 FUNCTIONS_EXPORT bool resSortScoreDescend(_MatchingResult a, _MatchingResult b);
+/// a.angle > b.angle
 FUNCTIONS_EXPORT bool resSortAngleDescend(_MatchingResult a, _MatchingResult b);
+/// a.angle < b.angle
 FUNCTIONS_EXPORT bool resSortAngleAscend(_MatchingResult a, _MatchingResult b);
+/// @}
 
 /// Orders results in place. The simple orders (0 to 5 and 22) sort the whole vector with
 /// the matching comparator; equal keys may come out in any order, and records whose score
@@ -50,3 +70,5 @@ FUNCTIONS_EXPORT void sortMatchingResult(std::vector<_MatchingResult>& results, 
 /// points cv::rotatedRectangleIntersection gives, which it may give out of order. 0 when
 /// they do not meet or a side is not positive; NaN when either angle is not finite.
 FUNCTIONS_EXPORT float getRotatedRectOverlapArea(_MatchingResult& a, _MatchingResult& b, int width, int height);
+
+/// @}

@@ -1,16 +1,23 @@
 #pragma once
 
-// Planes fitted to 3-D points (height and flatness on depth data) and a robust mean of
-// a depth image under a mask.
-//
-// A plane is cv::Vec6d (nx, ny, nz, px, py, pz): a unit normal followed by a point on the
-// plane. Normals point towards +z (for a vertical plane towards +y, then +x).
+/// \file
+/// Plane fitting and robust depth (\ref plane_fitting).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup plane_fitting Plane fitting and robust depth
+ *
+ * Planes fitted to 3-D points (height and flatness on depth data) and a robust mean of
+ * a depth image under a mask.
+ *
+ * A plane is cv::Vec6d (nx, ny, nz, px, py, pz): a unit normal followed by a point on the
+ * plane. Normals point towards +z (for a vertical plane towards +y, then +x).
+ * @{
+ */
 
 /// Least-squares plane z = a*x + b*y + c (vertical residuals), solved from its normal
 /// equations with the SVD inverse. plane = (normalised (-a, -b, 1), 0, 0, c): the point is
@@ -48,3 +55,5 @@ FUNCTIONS_EXPORT bool fitPlane3D_Huber(std::vector<cv::Point3d>& points, cv::Vec
 /// single-channel of the same size; anything else, an empty selection, or a selection of
 /// only non-finite values (which are skipped) gives 0.
 FUNCTIONS_EXPORT float meanDepth_Huber(cv::Mat& depth, cv::Mat& mask);
+
+/// @}

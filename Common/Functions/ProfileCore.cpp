@@ -1,5 +1,6 @@
 #include "ProfileCore.h"
 
+#include "Contract_p.h"
 #include "ProfileCore_p.h"
 #include "ToolSupport_p.h"
 
@@ -81,6 +82,7 @@ namespace {
 // both only ever read samples of the profile itself.
 void padProfile(float* padded, int n, int half, bool circular)
 {
+    FUNCTIONS_ASSERT(half >= 0 && n > half);
     const float* data = padded + half;
     for (int k = 0; k < half; ++k) {
         padded[k] = circular ? data[n - half + k] : data[0];
@@ -325,6 +327,7 @@ float largestNonNegative(const float* v, int n)
 // time, the last four overlapping the ones before.
 uint64_t atOrAboveMask(const float* v, int count, float thr)
 {
+    FUNCTIONS_ASSERT(count > 0 && count <= 64);
     uint64_t mask = 0;
 #if CV_SIMD128
     if (count >= 4) {
@@ -346,8 +349,10 @@ uint64_t atOrAboveMask(const float* v, int count, float thr)
     return mask;
 }
 
+// bits must not be 0: there is no such bit (and the builtins are undefined for 0).
 int lowestSetBit(uint64_t bits)
 {
+    FUNCTIONS_ASSERT(bits != 0);
 #if defined(__GNUC__)
     return __builtin_ctzll(bits);
 #else
@@ -360,6 +365,7 @@ int lowestSetBit(uint64_t bits)
 
 int highestSetBit(uint64_t bits)
 {
+    FUNCTIONS_ASSERT(bits != 0);
 #if defined(__GNUC__)
     return 63 - __builtin_clzll(bits);
 #else
@@ -422,6 +428,7 @@ template <typename Sink>
 void extractEdges(const float* v, int n, bool forward, float top, float fraction, float minStrength, int maxCount,
                   Sink& sink)
 {
+    FUNCTIONS_ASSERT(n > 1);
     if (minStrength > top)
         return;
     const float relative = fraction * top;
@@ -590,6 +597,7 @@ namespace {
 // byte-by-byte copy, which would cost more than the whole caliper on short profiles.
 void transposeBytes(const cv::Mat& src, cv::Mat& dst)
 {
+    FUNCTIONS_ASSERT(src.type() == CV_8UC1);
     dst.create(src.cols, src.rows, CV_8UC1);
     int r = 0;
 #if CV_SIMD128

@@ -1,19 +1,26 @@
 #pragma once
 
-// One-dimensional profile analysis: the shared Gaussian kernel table, smoothing of a
-// grey-value profile, its derivative, sub-pixel edge extraction, small parabola and
-// extreme-value helpers, and the segment caliper that runs them across an image strip.
-//
-// Profiles are plain arrays of single-precision floats owned by the caller; positions are
-// array indices as doubles (0 = first sample). Scan directions follow ClcDirection: the
-// one-dimensional functions know only forward (LeftToRight, 0) and reverse (any other
-// value). None of these functions reports errors: unsuitable input yields no output.
+/// \file
+/// One-dimensional profile analysis (\ref profile_core).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup profile_core One-dimensional profile analysis
+ *
+ * One-dimensional profile analysis: the shared Gaussian kernel table, smoothing of a
+ * grey-value profile, its derivative, sub-pixel edge extraction, small parabola and
+ * extreme-value helpers, and the segment caliper that runs them across an image strip.
+ *
+ * Profiles are plain arrays of single-precision floats owned by the caller; positions are
+ * array indices as doubles (0 = first sample). Scan directions follow ClcDirection: the
+ * one-dimensional functions know only forward (LeftToRight, 0) and reverse (any other
+ * value). None of these functions reports errors: unsuitable input yields no output.
+ * @{
+ */
 
 // ---------------------------------------------------------------------------------
 // Gaussian kernels and smoothing
@@ -132,3 +139,5 @@ FUNCTIONS_EXPORT void clcSegmentPoints(cv::Mat& strip, ClcDirection segmentAxis,
                                        EdgeTransition transition, int width, int step, int start, int maxSegments,
                                        int sigma, float percent, float minStrength,
                                        std::vector<cv::Point_<double>>& points, int maxEdges);
+
+/// @}

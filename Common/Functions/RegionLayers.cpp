@@ -1,5 +1,6 @@
 #include "RegionOperators.h"
 
+#include "Contract_p.h"
 #include "RegionSupport_p.h"
 
 #include <opencv2/imgproc.hpp>
@@ -111,6 +112,7 @@ RegionSet findRegions(const cv::Mat& image)
 
 double layerArea(const Contours& contours, const LayerIndexes& layer)
 {
+    FUNCTIONS_ASSERT(indexesFit(contours, layer));
     double area = 0;
     forEachSignedContour(layer, [&](int i, double sign) {
         if (!contours[i].empty())
@@ -121,6 +123,7 @@ double layerArea(const Contours& contours, const LayerIndexes& layer)
 
 cv::Point2d layerFocus(const Contours& contours, const LayerIndexes& layer)
 {
+    FUNCTIONS_ASSERT(indexesFit(contours, layer));
     double m00 = 0, m10 = 0, m01 = 0;
     forEachSignedContour(layer, [&](int i, double sign) {
         const cv::Moments m = cv::moments(contours[i], false);
@@ -136,6 +139,7 @@ cv::Point2d layerFocus(const Contours& contours, const LayerIndexes& layer)
 
 void paintLayer(const Contours& contours, const LayerIndexes& layer, cv::Mat& image, cv::Point offset)
 {
+    FUNCTIONS_ASSERT(indexesFit(contours, layer));
     const auto fill = [&](int i, double value) {
         if (!contours[i].empty())
             cv::drawContours(image, contours, i, cv::Scalar(value), cv::FILLED, cv::LINE_8, cv::noArray(), INT_MAX,

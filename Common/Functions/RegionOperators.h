@@ -1,19 +1,7 @@
 #pragma once
 
-// Region (blob) operators on binary images.
-//
-// A region image is an 8-bit single-channel cv::Mat in which 0 is background and any
-// non-zero value is region; the operators write 0 and 255. Regions are found with OpenCV's
-// contour finder (two-level hierarchy, every boundary pixel kept), so region pixels are
-// 8-connected, and a region is a ContourLayer: its outer boundary, its holes and the islands
-// inside them, indexing a full copy of the contour list.
-//
-// Coordinates: x is the column, y the row, origin at the top-left pixel, in pixels. Areas
-// and centroids of layers are polygon values of the boundary chains (which run through the
-// centres of the boundary pixels), not pixel counts; area_center counts pixels.
-//
-// Failure: the library throws nothing of its own and logs nothing. Each function says what
-// it gives for input it cannot use; cv::Exception from OpenCV passes through where stated.
+/// \file
+/// Region operators (\ref region_operators).
 
 #include "FunctionsDef.h"
 
@@ -22,6 +10,25 @@
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup region_operators Region operators
+ *
+ * Region (blob) operators on binary images.
+ *
+ * A region image is an 8-bit single-channel cv::Mat in which 0 is background and any
+ * non-zero value is region; the operators write 0 and 255. Regions are found with OpenCV's
+ * contour finder (two-level hierarchy, every boundary pixel kept), so region pixels are
+ * 8-connected, and a region is a ContourLayer: its outer boundary, its holes and the islands
+ * inside them, indexing a full copy of the contour list.
+ *
+ * Coordinates: x is the column, y the row, origin at the top-left pixel, in pixels. Areas
+ * and centroids of layers are polygon values of the boundary chains (which run through the
+ * centres of the boundary pixels), not pixel counts; area_center counts pixels.
+ *
+ * Failure: the library throws nothing of its own and logs nothing. Each function says what
+ * it gives for input it cannot use; cv::Exception from OpenCV passes through where stated.
+ * @{
+ */
 
 // ---------------------------------------------------------------------------------------
 // Thresholds: grey image -> region image (0 / 255, 8-bit single-channel, src's size)
@@ -200,3 +207,5 @@ FUNCTIONS_EXPORT void cvThin(cv::Mat src, cv::Mat& dst, int iterations);
 /// blockHalf above 65536 (a block wider than any image) releases dst.
 FUNCTIONS_EXPORT void line_gauss(cv::Mat src, cv::Mat mask, cv::Mat& dst, LineGaussType type, cv::Size ksize,
                                  double sigmaX, double sigmaY, int blockHalf, double c, int thinIterations);
+
+/// @}

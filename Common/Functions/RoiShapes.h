@@ -1,7 +1,7 @@
 #pragma once
 
-// Geometry of the ROI shapes: corners of a rotated rectangle, mapping of points from a
-// shape's local frame into the image, and rotation of a point about a centre.
+/// \file
+/// ROI shape geometry (\ref roi_shapes).
 
 #include "FunctionsDef.h"
 
@@ -9,6 +9,13 @@
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup roi_shapes ROI shape geometry
+ *
+ * Geometry of the ROI shapes: corners of a rotated rectangle, mapping of points from a
+ * shape's local frame into the image, and rotation of a point about a centre.
+ * @{
+ */
 
 /// Corners of a rotated rectangle in the order top-left, top-right, bottom-right,
 /// bottom-left of the unrotated rectangle (the order of the straightening targets
@@ -33,3 +40,5 @@ FUNCTIONS_EXPORT void transformPoints(std::vector<cv::Point_<double>>& in,
 /// Rotates p about centre by angle degrees (positive turns +x towards +y), in double.
 FUNCTIONS_EXPORT void pointRotation(cv::Point_<double> p, cv::Point_<double> centre, double angle,
                                     cv::Point_<double>& result);
+
+/// @}

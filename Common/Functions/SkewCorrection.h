@@ -1,10 +1,17 @@
 #pragma once
 
-// Skew of text-like images and cropping of a line of characters.
+/// \file
+/// Skew and character cropping (\ref skew).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
+
+/** \defgroup skew Skew and character cropping
+ *
+ * Skew of text-like images and cropping of a line of characters.
+ * @{
+ */
 
 /// Angle in degrees, in [-90, 90), of the dominant straight horizontal edges of an 8-bit
 /// one-channel image, by a quarter-degree line vote over the pixels whose vertical Sobel
@@ -28,3 +35,5 @@ FUNCTIONS_EXPORT void skewCorrectionRot(cv::Mat& src, cv::Mat& dst, double angle
 /// so a blank image of two or more rows returns true (and an empty one false). An image
 /// that is not 8-bit one-channel returns false and leaves top and bottom unchanged.
 FUNCTIONS_EXPORT bool cutCharacterTopBottom(cv::Mat& image, int& top, int& bottom);
+
+/// @}

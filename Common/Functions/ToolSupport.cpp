@@ -1,5 +1,7 @@
 #include "ToolSupport_p.h"
 
+#include "Contract_p.h"
+
 #include "ImageSampling.h"
 #include "RoiShapes.h"
 
@@ -32,6 +34,7 @@ bool isUsableRotateRect(RotateRectROI& roi)
 
 void straightenRotateRect(const cv::Mat& image, RotateRectROI& roi, cv::Mat& straightened)
 {
+    FUNCTIONS_ASSERT(isUsableRotateRect(roi));
     std::vector<cv::Point2f> corners;
     getCornerPoints(&roi, corners);
     const cv::Point2f targets[4] = {{0.0f, 0.0f}, {roi.width, 0.0f}, {roi.width, roi.height}, {0.0f, roi.height}};
@@ -49,6 +52,7 @@ void convertToGreyInPlace(cv::Mat& image)
 
 void columnMeans(const cv::Mat& grey, std::vector<float>& means)
 {
+    FUNCTIONS_ASSERT(grey.type() == CV_8UC1 && !grey.empty());
     const int rows = grey.rows;
     const int cols = grey.cols;
     std::vector<float> sums(cols, 0.0f);
@@ -124,6 +128,7 @@ bool uprightRoiImage(const cv::Mat& image, ROI* roi, cv::Mat& upright)
 
 void rowMeans(const cv::Mat& grey, std::vector<float>& means)
 {
+    FUNCTIONS_ASSERT(grey.type() == CV_8UC1 && !grey.empty());
     const int rows = grey.rows;
     const int cols = grey.cols;
     means.resize(rows);

@@ -5,6 +5,7 @@
 #include "Demo.h"
 
 #include <CLI/CLI.hpp>
+#include <FunctionsVersion.h>
 #include <QThread>
 
 #include <iostream>
@@ -14,6 +15,12 @@ int main(int argc, char** argv)
 {
     CLI::App app{"functions-cli: machine-vision measurement tools of the Functions library"};
     app.require_subcommand(1);
+    app.set_version_flag("--version", [] {
+        // The library is found at run time, so it may not be the one this was built with.
+        const std::string library = functionsVersion();
+        return std::string("functions-cli ") + FUNCTIONS_VERSION_STRING +
+               (library == FUNCTIONS_VERSION_STRING ? "" : " (library " + library + ")");
+    });
 
     std::string demoOut = "demo-out";
     CLI::App* demoCommand = app.add_subcommand(

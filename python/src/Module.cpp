@@ -3,6 +3,8 @@
 #include "Bindings.h"
 #include "Enumerations.h"
 
+#include <FunctionsVersion.h>
+
 namespace pyfunctions {
 namespace {
 
@@ -25,7 +27,7 @@ PYBIND11_MODULE(_functions, m)
 {
     using namespace pyfunctions;
     m.doc() = "Machine-vision measurement tools and algorithms of the Functions library.";
-    m.attr("__version__") = FUNCTIONS_MODULE_VERSION;
+    m.attr("__version__") = FUNCTIONS_VERSION_STRING;
     m.def("_enumeration_table", &enumerationTable, "(name, doc, [(member, value), ...]) per enumeration");
     bindTools(m);
     bindGeometry(m);

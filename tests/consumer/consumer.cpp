@@ -2,9 +2,18 @@
 #include <Functions.h>
 
 #include <cstdio>
+#include <cstring>
 
 int main()
 {
+#ifdef FUNCTIONS_EXPECTED_VERSION
+    if (std::strcmp(FUNCTIONS_VERSION_STRING, FUNCTIONS_EXPECTED_VERSION) != 0 ||
+        std::strcmp(functionsVersion(), FUNCTIONS_EXPECTED_VERSION) != 0) {
+        std::fprintf(stderr, "consumer: headers %s and library %s, expected %s\n", FUNCTIONS_VERSION_STRING,
+                     functionsVersion(), FUNCTIONS_EXPECTED_VERSION);
+        return 1;
+    }
+#endif
     cv::Mat image(60, 100, CV_8U, cv::Scalar(20));
     image.colRange(50, 100).setTo(200);
     RotateRectROI roi(50, 30, 0, 40, 10);
@@ -17,6 +26,6 @@ int main()
         std::fprintf(stderr, "consumer: unexpected result (%g, %g)\n", param.x, param.y);
         return 1;
     }
-    std::printf("consumer: edge at (%g, %g)\n", param.x, param.y);
+    std::printf("consumer: library %s, edge at (%g, %g)\n", functionsVersion(), param.x, param.y);
     return 0;
 }

@@ -3,6 +3,8 @@
 // Internals of the profile core (not installed). The segment averaging is header-only so
 // that the tests can drive both of its summation ways directly.
 
+#include "Contract_p.h"
+
 #include <opencv2/core.hpp>
 #include <opencv2/core/hal/intrin.hpp>
 
@@ -124,6 +126,9 @@ void averageColumns(const cv::Mat& lines, int width, int step, int64_t first, in
 inline void averageSegments(const cv::Mat& lines, int width, int step, int64_t first, int count,
                             Summation summation, float* profiles, size_t pitch)
 {
+    FUNCTIONS_ASSERT(lines.type() == CV_8UC1 && lines.cols >= 1 && pitch >= static_cast<size_t>(lines.cols));
+    FUNCTIONS_ASSERT(width >= 1 && step >= 1 && first >= 0 && count >= 0);
+    FUNCTIONS_ASSERT(count == 0 || (first + count - 1) * step + width <= lines.rows);
     const float scale = static_cast<float>(1.0 / width);
     const bool sliding = summation == Summation::SlidingWindow && step < width;
     // Blocks of columns side by side; the last overlaps the one before rather than

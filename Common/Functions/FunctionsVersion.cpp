@@ -1,0 +1,6 @@
+#include "FunctionsVersion.h"
+
+const char* functionsVersion()
+{
+    return FUNCTIONS_VERSION_STRING;
+}
