@@ -46,4 +46,14 @@ if [ "$demo" = "--demo" ]; then
   (cd "$work" && env -i "$cli" demo --out "$work/demo" > "$work/demo.log") || { cat "$work/demo.log"; fail "demo failed"; }
   tail -n 1 "$work/demo.log"
 fi
+site=$prefix/lib/python3/dist-packages
+if [ -d "$site/functions" ]; then
+  echo "== the Python module from $site"
+  module=$(find "$site/functions" -name '_functions*.so' | head -n 1)
+  loaded=$(env -i ldd "$module" | sed -n 's/.*libFunctions\.so\.[0-9]* => \(.*\) (.*/\1/p')
+  [ "$(readlink -f "$loaded")" = "$(readlink -f "$library")" ] || fail "the Python module loads '$loaded', not $library"
+  said=$(cd "$work" && env -i PYTHONPATH="$site" /usr/bin/python3 -c \
+    "import functions; assert functions.fit_line([(0, 1), (2, 5)])[1] > 0.89 and functions.tools(); print(functions.__version__)")
+  [ "$said" = "$version" ] || fail "functions.__version__ is '$said'"
+fi
 echo "check-install: $prefix works (version $version)"

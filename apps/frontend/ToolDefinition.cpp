@@ -45,12 +45,15 @@ void checkRange(const ParamDefinition& definition, double value, const std::stri
 
 json validatedValue(const ParamDefinition& definition, const json& value, const std::string& where)
 {
-    const std::string fault =
-        where + ": parameter '" + definition.name + "' must be " + typeName(definition.type) + ", got " + value.dump();
+    // Written only for a refused value: settings are checked on every run.
+    const auto fault = [&] {
+        return InputError(where + ": parameter '" + definition.name + "' must be " + typeName(definition.type) +
+                          ", got " + value.dump());
+    };
     switch (definition.type) {
     case ParamType::Integer: {
         if (!value.is_number_integer())
-            throw InputError(fault);
+            throw fault();
         // Unsigned values above the signed range would wrap in get<long long>().
         const bool tooLarge = value.is_number_unsigned() && value.get<std::uint64_t>() > INT32_MAX;
         if (tooLarge || value.get<long long>() < INT32_MIN || value.get<long long>() > INT32_MAX)
@@ -61,12 +64,12 @@ json validatedValue(const ParamDefinition& definition, const json& value, const 
     }
     case ParamType::Number:
         if (!value.is_number() || !std::isfinite(value.get<double>()))
-            throw InputError(fault);
+            throw fault();
         checkRange(definition, value.get<double>(), where);
         return value.get<double>();
     case ParamType::Boolean:
         if (!value.is_boolean())
-            throw InputError(fault);
+            throw fault();
         return value;
     case ParamType::Choice:
         if (value.is_string()) {
@@ -84,7 +87,7 @@ json validatedValue(const ParamDefinition& definition, const json& value, const 
                          " (or its index 0 .. " + std::to_string(definition.choices.size() - 1) + "), got " +
                          value.dump());
     }
-    throw InputError(fault);
+    throw fault();
 }
 
 } // namespace
@@ -360,6 +363,11 @@ ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const
 json runRecord(const ToolDefinition& tool, ToolInput& input, const std::string& imagePath, ToolResult& result)
 {
     result = tool.run(input);
+    return takeRecord(tool, input, imagePath, ToolResult(result));
+}
+
+json takeRecord(const ToolDefinition& tool, const ToolInput& input, const std::string& imagePath, ToolResult&& result)
+{
     json record;
     record["tool"] = tool.name;
     record["image"] = {{"path", imagePath},
@@ -370,11 +378,11 @@ json runRecord(const ToolDefinition& tool, ToolInput& input, const std::string& 
         record["roi"] = input.roi.echo;
     record["params"] = input.settings;
     record["success"] = result.success;
-    record["outputs"] = result.outputs;
+    record["outputs"] = std::move(result.outputs);
     if (!result.quality.is_null())
-        record["quality"] = result.quality;
+        record["quality"] = std::move(result.quality);
     if (!result.diagnostics.empty())
-        record["diagnostics"] = result.diagnostics;
+        record["diagnostics"] = std::move(result.diagnostics);
     record["timing_us"] = std::round(result.microseconds * 10.0) / 10.0;
     return record;
 }

@@ -159,8 +159,12 @@ ToolInput prepareSettings(const ToolDefinition& tool, const json& parameters, co
 ToolInput prepareInput(const ToolDefinition& tool, const json& parameters, const cv::Mat& image,
                        const std::string& source, const std::string& imageName);
 
-/// Runs a prepared input and returns the documented JSON record of the run.
+/// Runs a prepared input and returns the documented JSON record of the run; result keeps
+/// the tool's result (for drawing).
 json runRecord(const ToolDefinition& tool, ToolInput& input, const std::string& imagePath, ToolResult& result);
+/// The documented JSON record of a finished run, taking the result's JSON over instead of
+/// copying it (per-point lists make copies cost as much as the measurement).
+json takeRecord(const ToolDefinition& tool, const ToolInput& input, const std::string& imagePath, ToolResult&& result);
 
 /// Times a callable in microseconds.
 double timeMicroseconds(const std::function<void()>& call);

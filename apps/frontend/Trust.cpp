@@ -14,19 +14,21 @@ json rounded(double v, double step)
 {
     if (!std::isfinite(v))
         return nullptr;
-    const double count = std::round(v / step);
-    // A step of 10^-d, the usual case, without printing and parsing: the count and 10^d
-    // are exact doubles, so their quotient is the double nearest the decimal count * 10^-d,
-    // which is what the decimal text below reads back as. Below 1e14 steps the product
-    // count * step is far closer to that decimal than half a step, so the text is it too.
-    const double decimals = std::round(-std::log10(step));
-    if (decimals >= 0 && decimals <= 15 && std::pow(10.0, -decimals) == step && std::abs(count) < 1e14)
-        return count / std::pow(10.0, decimals);
-    const double r = count * step;
-    // Print 12.3 rather than 12.300000000000001: the step's decimals suffice.
+    // The value is the one its decimal text reads back as, so records print 12.3 rather
+    // than 12.300000000000001: the step's decimals suffice.
+    const double steps = std::round(v / step);
+    const int decimals = static_cast<int>(std::max(0.0, -std::floor(std::log10(step))));
+    // For a step of 10^-p (10^p exact in a double up to p = 22) and |steps| well below
+    // 2^53, the text holds exactly `steps` in units of the step, and reading it back gives
+    // the double nearest to steps / 10^p, which the division gives directly. Records hold
+    // thousands of such values, and the text round trip cost microseconds each.
+    static const double powersOfTen[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    if (decimals <= 22 && step == 1.0 / powersOfTen[decimals] && std::abs(steps) < 0x1p50)
+        return steps / powersOfTen[decimals];
     std::ostringstream text;
-    text.precision(static_cast<int>(std::max(0.0, -std::floor(std::log10(step)))));
-    text << std::fixed << r;
+    text.precision(decimals);
+    text << std::fixed << steps * step;
     return std::stod(text.str());
 }
 
@@ -84,17 +86,23 @@ json widthQualityJson(const EdgePairWidthQuality& q)
 json diagnosticsJson(const std::vector<PointDiagnostic>& points, bool listPoints)
 {
     json list = json::array();
+    if (listPoints)
+        list.get_ref<json::array_t&>().reserve(points.size());
     int inliers = 0;
     for (const PointDiagnostic& d : points) {
-        if (listPoints)
-            list.push_back({{"point", json::array({finiteOrNull(d.point.x), finiteOrNull(d.point.y)})},
-                            {"residual", finiteOrNull(d.residual)},
-                            {"inlier", d.inlier}});
+        if (listPoints) {
+            // Member by member: an initializer list per point doubles the cost of the record.
+            json item = json::object();
+            item["point"] = json::array({finiteOrNull(d.point.x), finiteOrNull(d.point.y)});
+            item["residual"] = finiteOrNull(d.residual);
+            item["inlier"] = d.inlier;
+            list.push_back(std::move(item));
+        }
         inliers += d.inlier;
     }
     json out = {{"inliers", inliers}, {"outliers", static_cast<int>(points.size()) - inliers}};
     if (listPoints)
-        out["points"] = list;
+        out["points"] = std::move(list);
     return out;
 }
 
