@@ -94,7 +94,8 @@ MainWindow::~MainWindow()
 void MainWindow::buildDocks()
 {
     auto* side = new QSplitter(Qt::Vertical);
-    side->addWidget(new RoiListPanel(document_));
+    roiList_ = new RoiListPanel(document_);
+    side->addWidget(roiList_);
     side->addWidget(new ParamPanel(document_));
     side->setSizes({220, 600});
     auto* sideDock = new QDockWidget(tr("ROIs and settings"), this);
@@ -143,6 +144,8 @@ void MainWindow::buildMenus()
     file->addAction(
         tr("&Previous image"), this, [this] { stepImage(-1); }, QKeySequence(Qt::Key_PageUp));
     file->addSeparator();
+    file->addAction(tr("Open &recipe…"), this, &MainWindow::askOpenRecipe, QKeySequence(tr("Ctrl+R")));
+    file->addAction(tr("&Save recipe…"), this, &MainWindow::askSaveRecipe, QKeySequence::Save);
     file->addAction(tr("&Import ROI from parameters file…"), this, &MainWindow::askImportParameters);
     file->addAction(tr("&Export ROI as parameters file…"), this, &MainWindow::askExportParameters,
                     QKeySequence(tr("Ctrl+E")));
@@ -227,7 +230,8 @@ void MainWindow::buildMenus()
                "3. The edge points, the fitted shape and its values appear at once; the arrow shows the scan "
                "direction (Edit > Flip scan direction, or R).\n"
                "4. Tune the settings on the right; drag the handles; arrow keys nudge by 0.1 px.\n"
-               "5. File > Export ROI as parameters file gives what functions-cli run takes."));
+               "5. File > Export ROI as parameters file gives what functions-cli run takes; File > Save "
+               "recipe writes every ROI as a recipe for functions-cli inspect."));
     });
     help->addAction(tr("&About"), this, [this] {
         QMessageBox::about(this, tr("About functions-studio"),
@@ -402,13 +406,18 @@ bool MainWindow::openPath(const QString& path, QString* error)
     }
     if (info.suffix().toLower() == "json") {
         try {
-            importParameters(path, "");
+            // A recipe lists measurements; a parameters file holds one ROI's settings.
+            if (frontend::loadJsonObject(path.toStdString(), "recipe or parameters").contains("measurements"))
+                openRecipe(path);
+            else
+                importParameters(path, "");
             return true;
         } catch (const std::exception& e) {
             message = QString::fromStdString(e.what());
         }
     } else {
-        message = tr("%1: neither an image (png, bmp, jpg, tif), a folder nor a parameters file (.json)").arg(path);
+        message =
+            tr("%1: neither an image (png, bmp, jpg, tif), a folder, a recipe nor a parameters file (.json)").arg(path);
     }
     if (error)
         *error = message;

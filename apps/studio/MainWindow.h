@@ -5,11 +5,13 @@
 // drawing, the view and folder runs. Images load on a worker thread.
 
 #include "StudioDocument.h"
+#include "StudioRecipe.h"
 
 #include <QFutureWatcher>
 #include <QMainWindow>
 
 #include <mutex>
+#include <optional>
 
 class QAction;
 class QActionGroup;
@@ -20,6 +22,7 @@ namespace studio {
 class ImageView;
 class ProfileView;
 class ResultsTable;
+class RoiListPanel;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -32,7 +35,7 @@ public:
     ResultsTable& results() { return *results_; }
     ProfileView& profile() { return *profile_; }
 
-    /// Opens an image file, a folder (its first image) or a parameters file by what it is;
+    /// Opens an image file, a folder (its first image), a recipe or a parameters file by what it is;
     /// a refusal is reported (see setQuiet) and `error` receives it.
     bool openPath(const QString& path, QString* error = nullptr);
     void openImage(const QString& path);
@@ -43,6 +46,12 @@ public:
     int importParameters(const QString& path, const std::string& tool);
     /// Writes the selected ROI as a `run` parameters file. Throws frontend::InputError.
     void exportParameters(int id, const QString& path) const;
+    /// Replaces the ROIs by a recipe's measurements; those it cannot draw are listed and
+    /// kept. Throws frontend::InputError (the file and the JSON path of the fault).
+    void openRecipe(const QString& path);
+    /// Writes every ROI as a measurement of a recipe, with what an opened recipe holds
+    /// beside them, once it validates. Throws frontend::InputError.
+    void saveRecipe(const QString& path);
 
     /// The profile of the caliper under an image point, if a caliper tool's ROI is there;
     /// elsewhere the last one stays, so that settings can be tuned while it shows.
@@ -74,12 +83,18 @@ private:
     void runFolder();
     void askImportParameters();
     void askExportParameters();
+    void askOpenRecipe();
+    void askSaveRecipe();
     void reportError(const QString& title, const QString& message);
 
     StudioDocument document_;
     ImageView* view_;
     ResultsTable* results_;
     ProfileView* profile_;
+    RoiListPanel* roiList_ = nullptr;
+    // The recipe last opened or saved: what the studio does not edit is saved from it.
+    std::optional<RecipeOrigin> recipe_;
+    QString recipePath_;
     int probeId_ = 0;
     QPointF probePoint_;
     QLabel* cursorLabel_;

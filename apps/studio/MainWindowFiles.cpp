@@ -1,6 +1,8 @@
-// The window's files: ROIs in and out as `run` parameters files.
+// The window's files: ROIs in and out as `run` parameters files and as recipes.
 
 #include "MainWindow.h"
+
+#include "RoiListPanel.h"
 
 #include <QFileDialog>
 #include <QFileInfo>
@@ -122,6 +124,75 @@ void MainWindow::askExportParameters()
                                  15000);
     } catch (const frontend::InputError& e) {
         reportError(tr("Export ROI"), QString::fromStdString(e.what()));
+    }
+}
+
+void MainWindow::openRecipe(const QString& path)
+{
+    const std::string source = path.toStdString();
+    RecipeOrigin origin;
+    origin.recipe = frontend::loadRecipe(source);
+    // Read whole before the ROIs go, so a fault leaves the document as it was.
+    std::vector<std::pair<size_t, RoiEntry>> entries;
+    for (size_t i = 0; i < origin.recipe.measurements.size(); ++i) {
+        const frontend::RecipeMeasurement& m = origin.recipe.measurements[i];
+        const std::string reason = undrawableReason(m);
+        if (reason.empty())
+            entries.emplace_back(i, recipeEntry(m, source + ": " + m.name));
+        else
+            origin.held.push_back({i, m.name, m.tool, reason});
+    }
+    document_.clearRois();
+    for (auto& [index, entry] : entries)
+        origin.drawn[document_.addEntry(std::move(entry))] = index;
+    recipe_ = std::move(origin);
+    recipePath_ = path;
+    roiList_->setHeld(recipe_->held);
+    statusBar()->showMessage(tr("Opened recipe %1: %2 ROIs, %3 kept undrawn")
+                                 .arg(path)
+                                 .arg(entries.size())
+                                 .arg(recipe_->held.size()),
+                             10000);
+}
+
+void MainWindow::saveRecipe(const QString& path)
+{
+    std::map<int, std::string> renamed;
+    RecipeOrigin saved = recipeOfRois(document_.rois(), recipe_ ? &*recipe_ : nullptr, renamed);
+    for (const auto& [id, name] : renamed)
+        document_.setName(id, name);
+    const std::string target = path.toStdString();
+    frontend::validateRecipe(saved.recipe, target);
+    frontend::saveRecipe(saved.recipe, target);
+    recipe_ = std::move(saved);
+    recipePath_ = path;
+}
+
+void MainWindow::askOpenRecipe()
+{
+    const QString path = QFileDialog::getOpenFileName(this, tr("Open recipe"), QString(), tr("Recipes (*.json)"),
+                                                      nullptr, QFileDialog::DontUseNativeDialog);
+    if (path.isEmpty())
+        return;
+    try {
+        openRecipe(path);
+    } catch (const frontend::InputError& e) {
+        reportError(tr("Open recipe"), QString::fromStdString(e.what()));
+    }
+}
+
+void MainWindow::askSaveRecipe()
+{
+    const QString path =
+        QFileDialog::getSaveFileName(this, tr("Save recipe"), recipePath_.isEmpty() ? "recipe.json" : recipePath_,
+                                     tr("Recipes (*.json)"), nullptr, QFileDialog::DontUseNativeDialog);
+    if (path.isEmpty())
+        return;
+    try {
+        saveRecipe(path);
+        statusBar()->showMessage(tr("Wrote %1: functions-cli inspect --recipe %1 --images IMAGES").arg(path), 15000);
+    } catch (const frontend::InputError& e) {
+        reportError(tr("Save recipe"), QString::fromStdString(e.what()));
     }
 }
 

@@ -26,7 +26,7 @@ RoiListPanel::RoiListPanel(StudioDocument& document, QWidget* parent) : QTableWi
     connect(&document_, &StudioDocument::selectionChanged, this, [this](int id) {
         const QSignalBlocker block(this);
         clearSelection();
-        for (int row = 0; row < rowCount(); ++row)
+        for (int row = 0; id != 0 && row < rowCount(); ++row)
             if (item(row, 0)->data(Qt::UserRole).toInt() == id)
                 selectRow(row);
     });
@@ -36,22 +36,36 @@ RoiListPanel::RoiListPanel(StudioDocument& document, QWidget* parent) : QTableWi
     });
 }
 
+void RoiListPanel::setHeld(std::vector<HeldMeasurement> held)
+{
+    held_ = std::move(held);
+    refill();
+}
+
 void RoiListPanel::refill()
 {
     const QSignalBlocker block(this);
     const std::vector<RoiEntry>& rois = document_.rois();
-    setRowCount(static_cast<int>(rois.size()));
+    const int drawn = static_cast<int>(rois.size());
+    setRowCount(drawn + static_cast<int>(held_.size()));
     for (int row = 0; row < rowCount(); ++row) {
-        const RoiEntry& entry = rois[row];
-        const QString cells[] = {QString::fromStdString(entry.name), QString::fromStdString(entry.tool), QString()};
+        const HeldMeasurement* held = row < drawn ? nullptr : &held_[row - drawn];
+        const RoiEntry* entry = held ? nullptr : &rois[row];
+        const QString cells[] = {QString::fromStdString(held ? held->name : entry->name),
+                                 QString::fromStdString(held ? held->tool : entry->tool),
+                                 held ? tr("not drawable: %1").arg(QString::fromStdString(held->reason)) : QString()};
         for (int column = 0; column < 3; ++column) {
             if (!item(row, column))
                 setItem(row, column, new QTableWidgetItem);
-            if (column < 2)
-                item(row, column)->setText(cells[column]);
-            item(row, column)->setData(Qt::UserRole, entry.id);
+            QTableWidgetItem* cell = item(row, column);
+            if (column < 2 || held)
+                cell->setText(cells[column]);
+            cell->setData(Qt::UserRole, held ? 0 : entry->id);
+            cell->setFlags(held ? Qt::ItemIsEnabled : Qt::ItemIsEnabled | Qt::ItemIsSelectable);
+            cell->setToolTip(held ? cells[2] : QString());
+            cell->setForeground(held ? colours::failure : palette().color(QPalette::Text));
         }
-        if (entry.id == document_.selectedId())
+        if (entry && entry->id == document_.selectedId())
             selectRow(row);
     }
     showResults();
@@ -59,7 +73,8 @@ void RoiListPanel::refill()
 
 void RoiListPanel::showResults()
 {
-    for (int row = 0; row < rowCount(); ++row) {
+    const int drawn = static_cast<int>(document_.rois().size());
+    for (int row = 0; row < drawn && row < rowCount(); ++row) {
         const int id = item(row, 0)->data(Qt::UserRole).toInt();
         const Measurement* m = document_.measurement(id);
         QTableWidgetItem* cell = item(row, 2);

@@ -69,7 +69,7 @@ int main(int argc, char** argv)
     parser.setApplicationDescription("Draw ROIs on an image and tune the Functions library's tools live");
     parser.addHelpOption();
     parser.addOption({"version", "Print the version and exit"});
-    parser.addPositionalArgument("paths", "Images, a folder, or parameters files (.json) to open", "[paths...]");
+    parser.addPositionalArgument("paths", "Images, a folder, recipes or parameters files (.json) to open", "[paths...]");
     const QCommandLineOption tool("tool", "Tool that measures the ROIs of the parameters files given", "name");
     const QCommandLineOption screenshot(
         "screenshot", "Render the window into a PNG (256 colours) once measured, then quit", "out.png");

@@ -7,6 +7,7 @@
 #include "MainWindow.h"
 #include "ProfileView.h"
 #include "Readable.h"
+#include "Recipe.h"
 #include "ResultText.h"
 #include "ResultsTable.h"
 
@@ -38,6 +39,8 @@ private slots:
     void initTestCase();
     void drawnRingMeasuresWhatTheLibraryMeasures();
     void savedRoisRunUnchangedInTheCommandLineTool();
+    void savedRecipeInspectsAsTheStudioMeasures();
+    void openedRecipeSavesBackWhatTheStudioLeftAlone();
     void everyMenuAndEveryToolRunsOnTheDemoScene();
     void folderRunMeasuresEveryImageAsTheWindowDoes();
     void screenshotOptionRendersTheMeasuredWindow();
@@ -222,6 +225,104 @@ void StudioWindowTest::savedRoisRunUnchangedInTheCommandLineTool()
                  QString::fromStdString(written["diagnostics"].dump()));
         QCOMPARE(record.at("success").get<bool>(), shown.success);
     }
+}
+
+void StudioWindowTest::savedRecipeInspectsAsTheStudioMeasures()
+{
+    MainWindow window;
+    openScene(window, true);
+    const std::vector<RoiEntry> rois = window.document().rois();
+    for (const RoiEntry& roi : rois) {
+        RoiShape shape = roi.shape;
+        shape.translate(QPointF(-0.4, 0.7));
+        window.document().setShape(roi.id, shape);
+    }
+    // Names a recipe cannot refer to: one with a '.', one taken twice.
+    window.document().setName(rois[0].id, "plate.top");
+    window.document().setName(rois[1].id, rois[2].name);
+    waitIdle(window);
+
+    const QString recipe = dir_.filePath("taught.json");
+    window.saveRecipe(recipe);
+    QCOMPARE(window.document().roi(rois[0].id)->name, std::string("plate_top"));
+    QVERIFY(window.document().roi(rois[1].id)->name != window.document().roi(rois[2].id)->name);
+
+    QTemporaryDir out;
+    QProcess cli;
+    cli.start(FUNCTIONS_CLI, {"inspect", "--recipe", recipe, "--images", scene_, "--out", out.path()});
+    QVERIFY(cli.waitForFinished(60000));
+    QVERIFY2(cli.exitCode() == 0, cli.readAllStandardError().constData());
+    QFile lines(out.filePath("results.jsonl"));
+    QVERIFY(lines.open(QIODevice::ReadOnly));
+    const json measured = json::parse(lines.readLine().toStdString()).at("measurements");
+    QCOMPARE(measured.size(), rois.size());
+    for (const RoiEntry& roi : window.document().rois()) {
+        const json& record = measured.at(roi.name);
+        const Measurement& shown = *window.document().measurement(roi.id);
+        QVERIFY2(shown.success, roi.name.c_str());
+        QCOMPARE(record.at("success").get<bool>(), true);
+        // inspect leaves the edge points to its overlay and writes every other output
+        // unrounded: each is the studio's to the last bit.
+        json outputs = shown.outputs;
+        outputs.erase("edgePoints");
+        QCOMPARE(QString::fromStdString(record.at("outputs").dump()), QString::fromStdString(outputs.dump()));
+    }
+}
+
+void StudioWindowTest::openedRecipeSavesBackWhatTheStudioLeftAlone()
+{
+    MainWindow window;
+    window.setQuiet(true);
+    const QString plate = QDir(FUNCTIONS_EXAMPLES_DIR).filePath("recipes/plate.json");
+    // The example, and the example with a ring placed around the hole as found, which the
+    // studio cannot draw.
+    json withRim = frontend::loadJsonObject(plate.toStdString(), "recipe");
+    withRim["measurements"].push_back({{"name", "rim"},
+                                       {"tool", "circle"},
+                                       {"roi", {{"type", "ring"}, {"centre", "hole.centre"}, {"radius1", 120}, {"radius2", 160}}},
+                                       {"params", json::object()}});
+    const QString rim = dir_.filePath("plate-rim.json");
+    frontend::writeWholeFile(rim.toStdString(), withRim.dump(2));
+
+    for (const QString& path : {plate, rim}) {
+        QString error;
+        QVERIFY2(window.openPath(path, &error), qPrintable(error));
+        const json original = frontend::recipeJson(frontend::loadRecipe(path.toStdString()));
+        const size_t count = original.at("measurements").size();
+        QCOMPARE(window.document().rois().size(), size_t(7));
+        const QString saved = dir_.filePath("saved.json");
+        window.saveRecipe(saved);
+        QCOMPARE(frontend::recipeJson(frontend::loadRecipe(saved.toStdString())), original);
+        if (count == 7)
+            continue;
+        auto* list = window.findChild<QTableWidget*>("roiList");
+        QCOMPARE(list->rowCount(), 8);
+        QCOMPARE(list->item(7, 0)->text(), QString("rim"));
+        QVERIFY(list->item(7, 2)->text().contains("not drawable") && list->item(7, 2)->text().contains("hole.centre"));
+
+        // The hole moved: only its ROI changes; the ring placed from it stays as it was.
+        const RoiEntry& hole = window.document().rois()[4];
+        RoiShape moved = hole.shape;
+        moved.translate(QPointF(1, 0));
+        window.document().setShape(hole.id, moved);
+        window.saveRecipe(saved);
+        const json edited = frontend::recipeJson(frontend::loadRecipe(saved.toStdString()));
+        QCOMPARE(edited.at("measurements")[4].at("roi").at("centre")[0].get<double>(), 521.0);
+        json rest = edited, expected = original;
+        rest["measurements"].erase(4);
+        expected["measurements"].erase(4);
+        QCOMPARE(rest, expected);
+    }
+
+    // A fault is reported with where it sits, and the ROIs stay.
+    json broken = frontend::loadJsonObject(plate.toStdString(), "recipe");
+    broken["dimensions"][0]["of"] = "bore";
+    const QString wrong = dir_.filePath("broken.json");
+    frontend::writeWholeFile(wrong.toStdString(), broken.dump());
+    QString error;
+    QVERIFY(!window.openPath(wrong, &error));
+    QVERIFY2(error.contains("$.dimensions[0].of") && error.contains("bore"), qPrintable(error));
+    QCOMPARE(window.document().rois().size(), size_t(7));
 }
 
 void StudioWindowTest::everyMenuAndEveryToolRunsOnTheDemoScene()
