@@ -95,6 +95,7 @@ def annotation(text):
     text = re.sub(r"numpy\.ndarray\[[^\]]*\]", "numpy.ndarray", text)
     text = re.sub(r"\bList\[", "list[", text)
     text = re.sub(r"\bTuple\[", "tuple[", text)
+    text = re.sub(r"^Optional\[(.*)\]$", r"\1 | None", text)
     text = re.sub(r"\b(object|handle)\b", "Any", text)
     text = re.sub(r"\bIterable\b(?!\[)", "Iterable[Any]", text)
     return text
@@ -155,6 +156,9 @@ def class_stubs(name, cls):
             returns = re.search(r"-> (.+)$", (value.fget.__doc__ or "").splitlines()[0])
             kind = annotation(returns.group(1)) if returns else "Any"
             out.append(f"    {attribute}: {kind}")
+        elif isinstance(value, staticmethod):
+            for stub in function_stubs(attribute, value.__func__.__doc__, "    "):
+                out += ["    @staticmethod", stub] if stub.lstrip().startswith("def ") else [stub]
         elif callable(value) and attribute not in ("__getstate__", "__setstate__"):
             out += function_stubs(attribute, value.__doc__, "    ")
     return out

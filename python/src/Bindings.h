@@ -13,6 +13,7 @@ void bindGeometry(py::module_& m);    // plane geometry
 void bindFitting(py::module_& m);     // line, circle, ellipse and plane fits
 void bindRegions(py::module_& m);     // thresholds, regions, selection, sorting
 void bindPoses(py::module_& m);       // coordinate transformer, capture mapping, matching results, skew
+void bindRecipes(py::module_& m);     // inspection recipes: load, inspect, teach, records, overlays
 void bindBench(py::module_& m);       // the C++ peers of the Python benchmarks
 
 } // namespace pyfunctions

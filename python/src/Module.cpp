@@ -34,5 +34,6 @@ PYBIND11_MODULE(_functions, m)
     bindFitting(m);
     bindRegions(m);
     bindPoses(m);
+    bindRecipes(m);
     bindBench(m);
 }
