@@ -1,17 +1,24 @@
 #pragma once
 
-// Circle diameter tool: two-point diameters of a bore, a shaft or a boss at many angles,
-// the smallest and the largest of them with their directions, the mean diameter and the
-// out-of-roundness. Where the circle tool answers "which circle fits best", this tool
-// answers "is the part within tolerance in every direction".
-//
-// Conventions: image coordinates in pixels (x right, y down). Angles are degrees
-// counter-clockwise with y up, 0 along +x, as the host draws rings and arcs; a direction
-// (of a diameter) is an axis and is reported in [0, 180).
+/// \file
+/// Circle diameter tool (\ref circle_diameter).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
+
+/** \defgroup circle_diameter Circle diameter tool
+ *
+ * Circle diameter tool: two-point diameters of a bore, a shaft or a boss at many angles,
+ * the smallest and the largest of them with their directions, the mean diameter and the
+ * out-of-roundness. Where the circle tool answers "which circle fits best", this tool
+ * answers "is the part within tolerance in every direction".
+ *
+ * Conventions: image coordinates in pixels (x right, y down). Angles are degrees
+ * counter-clockwise with y up, 0 along +x, as the host draws rings and arcs; a direction
+ * (of a diameter) is an axis and is reported in [0, 180).
+ * @{
+ */
 
 /// Measures the two-point diameters of the round edge inside param.roi.
 ///
@@ -74,3 +81,5 @@
 /// circle; every result field is then 0 or empty, while cropRect and polarImage show
 /// what was unwrapped when the call got that far. Returns success.
 FUNCTIONS_EXPORT bool clcCircleMulPoints(cv::Mat& image, _CircleDiameterDetParam& param);
+
+/// @}

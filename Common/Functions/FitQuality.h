@@ -221,6 +221,8 @@ FUNCTIONS_EXPORT bool getEdgePairWidthQuality(const _MulEdgePointDetParam& param
 /// smoothing across calipers before the edge search widens segmentWidth by its length
 /// minus 1. Nothing changes when segmentStep >= segmentWidth or segmentStep < 1.
 FUNCTIONS_EXPORT void widenForOverlappingCalipers(int segmentWidth, int segmentStep, LineFitQuality& quality);
+
+/// The same widening for a circle's centre and radius (and its diameter alike).
 FUNCTIONS_EXPORT void widenForOverlappingCalipers(int segmentWidth, int segmentStep, CircleFitQuality& quality);
 
 /// Signed residuals of points to line (vx, vy, x0, y0), every point an inlier.

@@ -1,25 +1,31 @@
 #pragma once
 
-/// @file PartFixture.h
-/// Fixturing a part: its pose (position and angle) from features measured on it, and
-/// the placement of ROIs drawn on a reference image onto the part in the current image.
-///
-/// A measurement is taught once on a reference image: its ROIs are drawn there, and the
-/// part's pose in that image is recorded. In every later image the pose is measured
-/// again from the same features, and a CoordinateTransformer holding both poses moves
-/// each ROI with the part (see CoordinateUtility.h for the transformer's conventions).
-///
-/// Conventions: image coordinates in pixels, x right, y down. A pose angle is the
-/// direction of a line or of a point-to-point vector, atan2(dy, dx) in degrees in
-/// (-180, 180], so a part turned clockwise on screen by d degrees has its pose angle
-/// grown by d. This is the sense in which the transformer turns points (reference ->
-/// current: p' = cur + Rot(cur.angle - ref.angle) (p - ref)).
-///
-/// Failures return false and leave the output untouched.
+/// \file
+/// Part fixture (\ref part_fixture).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
+
+/** \defgroup part_fixture Part fixture
+ *
+ * Fixturing a part: its pose (position and angle) from features measured on it, and
+ * the placement of ROIs drawn on a reference image onto the part in the current image.
+ *
+ * A measurement is taught once on a reference image: its ROIs are drawn there, and the
+ * part's pose in that image is recorded. In every later image the pose is measured
+ * again from the same features, and a CoordinateTransformer holding both poses moves
+ * each ROI with the part (see CoordinateUtility.h for the transformer's conventions).
+ *
+ * Conventions: image coordinates in pixels, x right, y down. A pose angle is the
+ * direction of a line or of a point-to-point vector, atan2(dy, dx) in degrees in
+ * (-180, 180], so a part turned clockwise on screen by d degrees has its pose angle
+ * grown by d. This is the sense in which the transformer turns points (reference ->
+ * current: p' = cur + Rot(cur.angle - ref.angle) (p - ref)).
+ *
+ * Failures return false and leave the output untouched.
+ * @{
+ */
 
 /// Pose from two lines (vx, vy, x0, y0): the origin is their intersection, the angle is
 /// the direction of angleLine. Lines measured by the line tool are directed from their
@@ -68,3 +74,5 @@ FUNCTIONS_EXPORT void transRoiToCurImage(const CoordinateTransformer& t, RectROI
 /// Moves any of the shapes above, chosen by its dynamic type; CircleROI moves its
 /// centre. Returns false, roi untouched, for a null pointer or another shape.
 FUNCTIONS_EXPORT bool transRoiToCurImage(const CoordinateTransformer& t, ROI* roi);
+
+/// @}

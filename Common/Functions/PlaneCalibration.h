@@ -1,28 +1,34 @@
 #pragma once
 
-/// @file PlaneCalibration.h
-/// Measuring in millimetres on a plane seen by a calibrated camera.
-///
-/// A calibration holds the camera's intrinsics and lens distortion, estimated from
-/// several views of a chessboard, and the pose of the measuring plane, taken from one
-/// view of the board lying on it. Points found in the raw image (edge points) are
-/// undistorted and mapped onto the plane before anything is fitted to them, so the image
-/// itself is never resampled and lines and circles are fitted where they are straight
-/// and round.
-///
-/// Conventions: image coordinates in pixels, x right, y down, pixel centres at whole
-/// numbers. Plane coordinates are in the board's unit (millimetres when the square size
-/// is given in millimetres), origin at the board's first inner corner as OpenCV's
-/// chessboard search orders them, x along a board row, y along a column. The lens model
-/// is OpenCV's: radial k1, k2, k3 and tangential p1, p2.
-///
-/// Failures return false and leave the outputs untouched.
+/// \file
+/// Plane calibration (\ref plane_calibration).
 
 #include "FunctionsDef.h"
 
 #include <opencv2/core.hpp>
 
 #include <vector>
+
+/** \defgroup plane_calibration Plane calibration
+ *
+ * Measuring in millimetres on a plane seen by a calibrated camera.
+ *
+ * A calibration holds the camera's intrinsics and lens distortion, estimated from
+ * several views of a chessboard, and the pose of the measuring plane, taken from one
+ * view of the board lying on it. Points found in the raw image (edge points) are
+ * undistorted and mapped onto the plane before anything is fitted to them, so the image
+ * itself is never resampled and lines and circles are fitted where they are straight
+ * and round.
+ *
+ * Conventions: image coordinates in pixels, x right, y down, pixel centres at whole
+ * numbers. Plane coordinates are in the board's unit (millimetres when the square size
+ * is given in millimetres), origin at the board's first inner corner as OpenCV's
+ * chessboard search orders them, x along a board row, y along a column. The lens model
+ * is OpenCV's: radial k1, k2, k3 and tangential p1, p2.
+ *
+ * Failures return false and leave the outputs untouched.
+ * @{
+ */
 
 /// A camera calibrated onto a measuring plane.
 struct PlaneCalibration {
@@ -82,3 +88,5 @@ FUNCTIONS_EXPORT bool mapImagePointsToPlane(const PlaneCalibration& calibration,
 /// camera.
 FUNCTIONS_EXPORT bool mapPlanePointsToImage(const PlaneCalibration& calibration,
                                             const std::vector<cv::Point2d>& plane, std::vector<cv::Point2d>& image);
+
+/// @}
