@@ -62,7 +62,7 @@ int runInspect(const std::string& recipePath, const std::string& images, int job
             writePicture(overlay, picture);
             records[i]["overlay"] = overlay;
         } catch (const std::exception& e) {
-            // An unreadable image is one failed part, not the end of the batch.
+            // An unreadable image is one failed inspection, not the end of the batch.
             results[i] = InspectionResult();
             results[i].dimensions.resize(runner.recipe().dimensions.size());
             records[i] = {{"image", paths[i]}, {"pass", false}, {"error", e.what()}};

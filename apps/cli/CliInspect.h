@@ -9,7 +9,7 @@ namespace cli {
 
 /// Runs a recipe over one image or a folder: per image a JSON line and an overlay, over
 /// the batch a CSV and a summary table per dimension, all into outFolder; the table also
-/// on stdout. Exit status 0 even when parts fail their tolerances.
+/// on stdout. Exit status 0 even when an inspected piece is out of tolerance.
 int runInspect(const std::string& recipePath, const std::string& images, int jobs, const std::string& outFolder);
 
 /// Measures the fixture's pose on a reference image and writes the recipe with it to
